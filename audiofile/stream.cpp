@@ -1,0 +1,43 @@
+// Opening and closing the stream of a handle. The stream gets a larger buffer than the platform's,
+// since the codecs move 128 bytes a call and the kernel's share of that would be most of the time;
+// and no lock a call, since a handle belongs to one thread at a time.
+#include "audiofile/stream.h"
+
+#include "audiofile/report.h"
+
+#include <cstring>
+#include <stdio_ext.h>
+
+static constexpr int32_t Open_Code = 14;
+static constexpr int32_t Close_Code = 15;
+static constexpr uint64_t Stream_Buffer_Bytes = 65536;
+
+void LF_Open_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* path,
+                    const char* stream_mode, const char* text)
+{
+    handle->stream = fopen(path, stream_mode);
+    if (handle->stream == nullptr) {
+        LF_Refuse(object, Open_Code, text, path);
+    }
+    strncpy(handle->name, path, Audiofile_Name_Size);
+    handle->name[Audiofile_Name_Size - 1] = '\0';
+    handle->stream_buffer = OBJ_Malloc_C(object, Stream_Buffer_Bytes);
+    setvbuf(handle->stream, static_cast<char*>(handle->stream_buffer), _IOFBF, Stream_Buffer_Bytes);
+    __fsetlocking(handle->stream, FSETLOCKING_BYCALLER);
+}
+
+void LF_Close_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* text)
+{
+    if (fclose(handle->stream) != 0) {
+        LF_Refuse(object, Close_Code, text, nullptr);
+    }
+    handle->mode = OM_CLOSED;
+    OBJ_Free_C(object, handle->stream_buffer);
+    handle->stream_buffer = nullptr;
+}
+
+bool LF_Is_Open(const AudiofileHandle* handle, OpenMode mode, OpenMode other_mode)
+{
+    return handle != nullptr && handle->stream != nullptr &&
+           (handle->mode == mode || handle->mode == other_mode);
+}

@@ -1,0 +1,16 @@
+// What every open and close does with the stream of a handle, whatever the mode.
+#pragma once
+
+#include "audiofile/audiofile.h"
+
+// Opens path with fopen and fills stream, name and stream_buffer. A file that cannot be opened is
+// refused with code 14, text and path.
+void LF_Open_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* path,
+                    const char* stream_mode, const char* text);
+
+// Closes the stream, sets OM_CLOSED and gives the stream's buffer back. A failing fclose is refused
+// with code 15 and text alone.
+void LF_Close_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* text);
+
+// True if the handle is there, has a stream and is in one of the two modes.
+bool LF_Is_Open(const AudiofileHandle* handle, OpenMode mode, OpenMode other_mode);

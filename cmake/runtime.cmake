@@ -1,0 +1,60 @@
+# The library twice from one set of sources: the shared object with its seven exports, and a static
+# archive with every internal operation for tests, benchmarks and tools.
+set(OMBRINE_SOURCES
+    audiofile/codecs.cpp
+    audiofile/file_access.cpp
+    audiofile/header_aiff.cpp
+    audiofile/header_wave.cpp
+    audiofile/matrix.cpp
+    audiofile/matrix_convert.cpp
+    audiofile/open_read.cpp
+    audiofile/report.cpp
+    audiofile/stream.cpp
+    audiofile/transfer.cpp
+    audiofile/write_header.cpp
+    frame/exports.cpp
+    frame/float_mode.cpp
+    frame/object.cpp)
+list(TRANSFORM OMBRINE_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/)
+
+# No exceptions, no run-time type information, no guards for local statics: nothing of the C++
+# library is left at run time.
+set(OMBRINE_CODE_FLAGS -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden)
+
+function(ombrine_add_objects name)
+    add_library(${name} OBJECT ${OMBRINE_SOURCES})
+    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+    target_compile_options(${name} PRIVATE ${OMBRINE_CODE_FLAGS} ${ARGN})
+endfunction()
+
+if(OMBRINE_PLAIN_SIMD)
+    add_compile_definitions(OMBRINE_PLAIN_SIMD)
+endif()
+ombrine_add_objects(ombrine_objects)
+
+add_library(ombrine_runtime STATIC $<TARGET_OBJECTS:ombrine_objects>)
+target_include_directories(ombrine_runtime PUBLIC ${PROJECT_SOURCE_DIR})
+target_link_libraries(ombrine_runtime PUBLIC m)
+# The archive's members are found by name alone; the load-time constructor must come along.
+target_link_options(ombrine_runtime INTERFACE -Wl,--undefined=OBJ_Float_Mode)
+
+# Linked as C, so that the C++ library is not asked for. GNU ld puts the version node itself among
+# the exported symbols; lld does not.
+include(CheckLinkerFlag)
+check_linker_flag(C -fuse-ld=lld OMBRINE_HAVE_LLD)
+add_library(OmbrineAudiofile SHARED $<TARGET_OBJECTS:ombrine_objects>)
+set_target_properties(OmbrineAudiofile PROPERTIES LINKER_LANGUAGE C NO_SONAME OFF
+                      LINK_DEPENDS ${PROJECT_SOURCE_DIR}/frame/ombrine_audiofile.map)
+target_include_directories(OmbrineAudiofile INTERFACE ${PROJECT_SOURCE_DIR})
+target_link_options(OmbrineAudiofile PRIVATE
+    -Wl,--version-script=${PROJECT_SOURCE_DIR}/frame/ombrine_audiofile.map
+    -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
+target_link_libraries(OmbrineAudiofile PRIVATE m)
+if(OMBRINE_HAVE_LLD)
+    target_link_options(OmbrineAudiofile PRIVATE -fuse-ld=lld)
+else()
+    message(WARNING "lld not found: the version node will stand among the exported symbols")
+endif()
+if(NOT OMBRINE_SANITIZE)
+    target_link_options(OmbrineAudiofile PRIVATE -Wl,-z,defs)
+endif()
