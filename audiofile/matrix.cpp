@@ -62,7 +62,8 @@ void Audiofile_RdMatrix_FLOAT(ObjectHeader* object, AudiofileHandle* handle,
 {
     if (handle == nullptr) {
         uint64_t none = 0;
-        Audiofile_Read(object, handle, nullptr, 0, &none);
+        Audiofile_Read(object, handle, nullptr, 0, &none); // refuses
+        return;
     }
     const uint64_t channels = handle->channels;
     const uint64_t count = Saturating_Product(channels, frames);
@@ -104,7 +105,8 @@ void Audiofile_WrMatrix_FLOAT(ObjectHeader* object, AudiofileHandle* handle,
 {
     if (handle == nullptr) {
         uint64_t none = 0;
-        Audiofile_Write_LONG(object, handle, nullptr, 0, &none);
+        Audiofile_Write_LONG(object, handle, nullptr, 0, &none); // refuses
+        return;
     }
     const uint64_t channels = handle->channels;
     const uint64_t count = Saturating_Product(channels, frames);
