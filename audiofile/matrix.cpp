@@ -80,7 +80,8 @@ void Audiofile_RdMatrix_FLOAT(ObjectHeader* object, AudiofileHandle* handle,
         uint64_t got = 0;
         Audiofile_Read(object, handle, words, wanted, &got);
         if (complete && format != nullptr && channels != 0) {
-            Matrix_Spread_Words(words, got / channels, channels, channel_buffers, done, factor);
+            Matrix_Spread_Words(words, handle->format != FLOAT32, got / channels, channels,
+                                channel_buffers, done, factor);
             done += got / channels;
         }
         complete = complete && got == wanted;

@@ -13,12 +13,12 @@ static float Float_Of(int64_t word, float factor)
     return static_cast<float>(word) * factor;
 }
 
-// Four neighbouring words. Those of the integer formats fit in 32 bits, and converting the low
-// halves rounds the same; only large samples of the float format need the wide road.
-static F4 Four_Floats(const int64_t* words, F4 factor)
+// Four neighbouring words. Where they all fit in 32 bits converting the low halves rounds the same;
+// Narrow says that they do, as those of every integer format.
+template <bool Narrow> static F4 Four_Floats(const int64_t* words, F4 factor)
 {
     const I4 low = I4_Load_Low(words);
-    if (I4_Any(I4_Xor(I4_Shift_Right<31>(low), I4_Load_High(words)))) {
+    if (!Narrow && I4_Any(I4_Xor(I4_Shift_Right<31>(low), I4_Load_High(words)))) {
         float wide[4];
         for (int k = 0; k < 4; k++) {
             wide[k] = static_cast<float>(words[k]);
@@ -28,24 +28,25 @@ static F4 Four_Floats(const int64_t* words, F4 factor)
     return F4_Mul(F4_From_I4(low), factor);
 }
 
+template <bool Narrow>
 static uint64_t Spread_1(const int64_t* words, uint64_t frames, float* out, F4 factor)
 {
     uint64_t f = 0;
     for (; f + 4 <= frames; f += 4) {
-        F4_Store(out + f, Four_Floats(words + f, factor));
+        F4_Store(out + f, Four_Floats<Narrow>(words + f, factor));
     }
     return f;
 }
 
-static uint64_t Spread_2(const int64_t* words, uint64_t frames, float* left, float* right,
-                         F4 factor)
+template <bool Narrow> static uint64_t Spread_2(const int64_t* words, uint64_t frames, float* left,
+                                                float* right, F4 factor)
 {
     uint64_t f = 0;
     for (; f + 4 <= frames; f += 4) {
         F4 even;
         F4 odd;
-        F4_Unzip(Four_Floats(words + 2 * f, factor), Four_Floats(words + 2 * f + 4, factor), &even,
-                 &odd);
+        F4_Unzip(Four_Floats<Narrow>(words + 2 * f, factor),
+                 Four_Floats<Narrow>(words + 2 * f + 4, factor), &even, &odd);
         F4_Store(left + f, even);
         F4_Store(right + f, odd);
     }
@@ -54,18 +55,19 @@ static uint64_t Spread_2(const int64_t* words, uint64_t frames, float* left, flo
 
 // Four or more channels in squares of four frames by four channels. The last square of a row may
 // overlap the one before it and stores the same values again.
-static uint64_t Spread_Squares(const int64_t* words, uint64_t frames, uint64_t channels,
-                               float* const* buffers, uint64_t first, F4 factor)
+template <bool Narrow> static uint64_t Spread_Squares(const int64_t* words, uint64_t frames,
+                                                      uint64_t channels, float* const* buffers,
+                                                      uint64_t first, F4 factor)
 {
     uint64_t f = 0;
     for (; f + 4 <= frames; f += 4) {
         const int64_t* frame = words + f * channels;
         for (uint64_t next = 0; next < channels; next += 4) {
             const uint64_t c = next + 4 <= channels ? next : channels - 4;
-            F4 a = Four_Floats(frame + c, factor);
-            F4 b = Four_Floats(frame + channels + c, factor);
-            F4 d = Four_Floats(frame + 2 * channels + c, factor);
-            F4 e = Four_Floats(frame + 3 * channels + c, factor);
+            F4 a = Four_Floats<Narrow>(frame + c, factor);
+            F4 b = Four_Floats<Narrow>(frame + channels + c, factor);
+            F4 d = Four_Floats<Narrow>(frame + 2 * channels + c, factor);
+            F4 e = Four_Floats<Narrow>(frame + 3 * channels + c, factor);
             F4_Transpose(a, b, d, e);
             F4_Store(buffers[c] + first + f, a);
             F4_Store(buffers[c + 1] + first + f, b);
@@ -76,23 +78,34 @@ static uint64_t Spread_Squares(const int64_t* words, uint64_t frames, uint64_t c
     return f;
 }
 
-void Matrix_Spread_Words(const int64_t* words, uint64_t frames, uint64_t channels,
-                         float* const* channel_buffers, uint64_t first, float factor)
+template <bool Narrow> static void Spread(const int64_t* words, uint64_t frames, uint64_t channels,
+                                          float* const* channel_buffers, uint64_t first,
+                                          float factor)
 {
     const F4 factors = F4_Set(factor);
     uint64_t f = 0;
     if (channels == 1) {
-        f = Spread_1(words, frames, channel_buffers[0] + first, factors);
+        f = Spread_1<Narrow>(words, frames, channel_buffers[0] + first, factors);
     } else if (channels == 2) {
-        f = Spread_2(words, frames, channel_buffers[0] + first, channel_buffers[1] + first,
-                     factors);
+        f = Spread_2<Narrow>(words, frames, channel_buffers[0] + first, channel_buffers[1] + first,
+                             factors);
     } else if (channels >= 4) {
-        f = Spread_Squares(words, frames, channels, channel_buffers, first, factors);
+        f = Spread_Squares<Narrow>(words, frames, channels, channel_buffers, first, factors);
     }
     for (; f < frames; f++) {
         for (uint64_t c = 0; c < channels; c++) {
             channel_buffers[c][first + f] = Float_Of(words[f * channels + c], factor);
         }
+    }
+}
+
+void Matrix_Spread_Words(const int64_t* words, bool narrow, uint64_t frames, uint64_t channels,
+                         float* const* channel_buffers, uint64_t first, float factor)
+{
+    if (narrow) {
+        Spread<true>(words, frames, channels, channel_buffers, first, factor);
+    } else {
+        Spread<false>(words, frames, channels, channel_buffers, first, factor);
     }
 }
 

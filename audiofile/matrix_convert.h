@@ -12,8 +12,9 @@ struct WordRange {
 };
 
 // Matrix_Spread_Words: frames frames of interleaved words to element first and on of each channel's
-// buffer, as floats: the word to nearest, then times factor.
-void Matrix_Spread_Words(const int64_t* words, uint64_t frames, uint64_t channels,
+// buffer, as floats: the word to nearest, then times factor. narrow says that every word fits in 32
+// bits.
+void Matrix_Spread_Words(const int64_t* words, bool narrow, uint64_t frames, uint64_t channels,
                          float* const* channel_buffers, uint64_t first, float factor);
 
 // Matrix_Gather_Words: element first and on of each channel's buffer to frames frames of

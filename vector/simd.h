@@ -83,15 +83,35 @@ struct D4 {
 template <unsigned Bytes> inline B16 B16_Load_Part(const void* from)
 {
     static_assert(Bytes == 4 || Bytes == 8 || Bytes == 12 || Bytes == 16);
-    B16 bytes;
+    const uint8_t* bytes = static_cast<const uint8_t*>(from);
+#if defined(OMBRINE_PLAIN_SIMD)
+    B16 out = {};
+    memcpy(out.v, bytes, Bytes);
+    return out;
+#elif defined(__aarch64__)
     if constexpr (Bytes == 16) {
-        memcpy(&bytes, from, 16);
-        return bytes;
+        return {vld1q_u8(bytes)};
+    } else {
+        uint64_t low = 0;
+        uint32_t high = 0;
+        memcpy(&low, bytes, Bytes < 8 ? Bytes : 8);
+        if constexpr (Bytes == 12) {
+            memcpy(&high, bytes + 8, 4);
+        }
+        return {vcombine_u8(vcreate_u8(low), vcreate_u8(high))};
     }
-    uint64_t half[2] = {0, 0};
-    memcpy(&half, from, Bytes);
-    memcpy(&bytes, half, 16);
-    return bytes;
+#else
+    if constexpr (Bytes == 16) {
+        return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes))};
+    } else if constexpr (Bytes == 4) {
+        return {_mm_loadu_si32(bytes)};
+    } else {
+        const __m128i low = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
+        int high = 0;
+        memcpy(&high, bytes + 8, Bytes - 8);
+        return {Bytes == 8 ? low : _mm_insert_epi32(low, high, 2)};
+    }
+#endif
 }
 
 // B16_Store_Part: the first Bytes (4, 8, 12 or 16) bytes to memory, nothing behind them.
