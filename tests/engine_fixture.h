@@ -6,6 +6,7 @@
 
 #include <csetjmp>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,22 +16,24 @@ using Bytes = std::vector<uint8_t>;
 struct RecordingObject {
     ObjectHeader header;
     std::vector<std::string> reports; // "severity,code: text", in order
+    std::vector<int> descriptors;     // Open_Descriptors() at each of these reports
+    bool inside;                      // within Stops
     jmp_buf stop;
 };
 
 void Make_Recorder(RecordingObject* object);
 
 // Runs call; true if it ended in OBJ_Fatal_Stop. call must not own anything that a jump would leak.
-template <class Call> bool Stops(RecordingObject* object, Call call)
-{
-    if (setjmp(object->stop) != 0) {
-        return true;
-    }
-    call();
-    return false;
-}
+// A stop outside of this aborts.
+bool Stops(RecordingObject* object, const std::function<void()>& call);
 
-// A new directory for a test's files, removed at the end of the process.
+// A record as the exports take it: from OBJ_Malloc_C, not cleared, so that a memory checker sees a
+// field that is used unset. Drop_Handle gives it back with all that a stop left behind: the stream,
+// if still_open says that the stop left it open, and the stream's buffer.
+AudiofileHandle* Make_Handle(RecordingObject* object);
+void Drop_Handle(AudiofileHandle* handle, bool still_open);
+
+// A path in a directory of this process, removed with all its files at the process's end.
 std::string Scratch_Path(const std::string& name);
 void Write_File(const std::string& path, const Bytes& bytes);
 Bytes Read_File(const std::string& path);
