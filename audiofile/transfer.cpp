@@ -7,6 +7,9 @@
 
 #include <cstring>
 
+// Every file system takes an offset up to here.
+static constexpr uint64_t Farthest_Idle_Place = 0x7FFFFFFF;
+
 void Audiofile_Read(ObjectHeader* object, AudiofileHandle* handle, int64_t* samples, uint64_t count,
                     uint64_t* got)
 {
@@ -73,10 +76,14 @@ void Audiofile_Forward(ObjectHeader* object, AudiofileHandle* handle, uint64_t f
         place = UINT64_MAX;
     }
     handle->position = place;
+    uint64_t offset = 0;
+    const bool too_far = __builtin_mul_overflow(place, handle->bytes_per_sample, &offset) ||
+                         offset > Farthest_Idle_Place;
     // Nothing is read from beyond the end, so the stream need not go where no file system can.
-    const uint64_t stream_sample = place < handle->samples ? place : handle->samples;
-    const uint64_t offset = handle->data_start + stream_sample * handle->bytes_per_sample;
-    FileAccess_FSEEK(object, handle, static_cast<int64_t>(offset));
+    if (place >= handle->samples && too_far) {
+        offset = 0;
+    }
+    FileAccess_FSEEK(object, handle, static_cast<int64_t>(handle->data_start + offset));
 }
 
 void Audiofile_Get_Format(ObjectHeader*, const AudiofileHandle* handle, uint32_t* file_type,
