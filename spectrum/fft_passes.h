@@ -1,0 +1,310 @@
+// The passes of the transforms, shared by the complex and the real drivers. All work on four points
+// a step; a point is two floats in memory, so places in buffers are in floats and sizes in points.
+//
+// Back is the direction: false turns points by the conjugate factors (forward), true by the factors
+// themselves (inverse). Which points are added first, and which products are rounded, is the same
+// in every pass that computes the same stage, so all roads through a transform give the same bits.
+#pragma once
+
+#include "spectrum/fft.h"
+#include "vector/simd_points.h"
+
+#include <cstddef>
+
+inline namespace OMBRINE_SIMD_FORM
+{
+
+inline const float* Table_Floats(const FftPair* table)
+{
+    return &table->cosine;
+}
+
+// True if log2 n is even, and the first stage radix 4; else it is radix 2.
+inline bool Is_Radix_4_First(uint32_t n)
+{
+    return __builtin_clz(n) % 2 == 1;
+}
+
+// The radix-4 butterfly on points that have been turned already.
+template <bool Back> inline void Butterfly(C4& q0, C4& q1, C4& q2, C4& q3)
+{
+    const C4 sum = C4_Add(q0, q1);
+    const C4 difference = C4_Sub(q0, q1);
+    const C4 far_sum = C4_Add(q2, q3);
+    const C4 far_turned = C4_Swap(C4_Sub(q2, q3));
+    q0 = C4_Add(sum, far_sum);
+    q1 = Back ? C4_Sub_Add(difference, far_turned) : C4_Add_Sub(difference, far_turned);
+    q2 = C4_Sub(sum, far_sum);
+    q3 = Back ? C4_Add_Sub(difference, far_turned) : C4_Sub_Add(difference, far_turned);
+}
+
+// The factors of one step of a stage: those of the second, third and fourth quarter.
+template <bool Back> struct Factors {
+    W4<Back> second, third, fourth;
+};
+
+// For four neighbouring samples: two groups of the table.
+template <bool Back> inline Factors<Back> Load_Factors(const float* groups)
+{
+    Factors<Back> factors;
+    factors.fourth = W4_Of<Back>(C4_Load_Halves(groups, groups + 12));
+    factors.third = W4_Of<Back>(C4_Load_Halves(groups + 4, groups + 16));
+    factors.second = W4_Of<Back>(C4_Load_Halves(groups + 8, groups + 20));
+    return factors;
+}
+
+// The same sample, 0 or 1 of a group, in all places.
+template <bool Back> inline Factors<Back> Spread_Factors(const float* group, int sample)
+{
+    Factors<Back> factors;
+    factors.fourth = W4_Of<Back>(C4_Load_Same(group + 2 * sample));
+    factors.third = W4_Of<Back>(C4_Load_Same(group + 4 + 2 * sample));
+    factors.second = W4_Of<Back>(C4_Load_Same(group + 8 + 2 * sample));
+    return factors;
+}
+
+template <bool Back>
+inline void Turn_Butterfly(C4& q0, C4& q1, C4& q2, C4& q3, const Factors<Back>& factors)
+{
+    q1 = C4_Turn(q1, factors.second);
+    q2 = C4_Turn(q2, factors.third);
+    q3 = C4_Turn(q3, factors.fourth);
+    Butterfly<Back>(q0, q1, q2, q3);
+}
+
+// One step of a stage in memory; quarter is in floats.
+template <bool Back> inline void Stage_Step(float* at, size_t quarter, const Factors<Back>& factors)
+{
+    C4 q0 = C4_Load(at);
+    C4 q1 = C4_Load(at + quarter);
+    C4 q2 = C4_Load(at + 2 * quarter);
+    C4 q3 = C4_Load(at + 3 * quarter);
+    Turn_Butterfly(q0, q1, q2, q3, factors);
+    C4_Store(at, q0);
+    C4_Store(at + quarter, q1);
+    C4_Store(at + 2 * quarter, q2);
+    C4_Store(at + 3 * quarter, q3);
+}
+
+// The next value of a counter with its bits in the opposite order, which runs through 0 to count -
+// 1; count itself after the last.
+inline uint32_t Next_Reversed(uint32_t r, uint32_t count)
+{
+    uint32_t t = count - 1 - r;
+    if (t == 0) {
+        return count;
+    }
+    return t ^ ((0x80000000u >> __builtin_clz(t)) - 1);
+}
+
+// ---- First stages ----
+
+// Where the first pass takes its points from: rows of n / Rows neighbouring points.
+struct InputRows {
+    const float* in;
+    size_t row; // floats
+
+    C4 load(size_t index, size_t first) const
+    {
+        return C4_Load(in + index * row + 2 * first);
+    }
+};
+
+// The first two stages of even log2 n, from 64 on, out of place. Block by block of the result takes
+// one point of sixteen rows: four blocks at a time, one in each place of the registers, through the
+// first stage; then each block by itself, its four points of a quarter side by side.
+template <bool Back, class Rows>
+inline void First_Radix_4(uint32_t n, const Rows& rows, float* out, const float* table)
+{
+    const uint32_t blocks = n / 16;
+    const Factors<Back> factors = Load_Factors<Back>(table);
+    uint32_t block = 0;
+    for (uint32_t first = 0; first < blocks; first += 4) {
+        C4 x[4][4];
+        for (size_t m = 0; m < 4; m++) {
+            const size_t row = (m & 1) * 2 + m / 2;
+            C4* run = x[m];
+            run[0] = rows.load(row, first);
+            run[1] = rows.load(row + 8, first);
+            run[2] = rows.load(row + 4, first);
+            run[3] = rows.load(row + 12, first);
+            Butterfly<Back>(run[0], run[1], run[2], run[3]);
+            C4_Transpose(run[0], run[1], run[2], run[3]);
+        }
+        for (size_t k = 0; k < 4; k++) {
+            float* to = out + 32 * size_t{block + ((k & 1) * 2 + k / 2) * (blocks / 4)};
+            Turn_Butterfly(x[0][k], x[1][k], x[2][k], x[3][k], factors);
+            C4_Store(to, x[0][k]);
+            C4_Store(to + 8, x[1][k]);
+            C4_Store(to + 16, x[2][k]);
+            C4_Store(to + 24, x[3][k]);
+        }
+        block = Next_Reversed(block, blocks / 4);
+    }
+}
+
+// The first two stages of odd log2 n, from 32 on, out of place: a radix-2 stage and the radix-4
+// stage of blocks of eight, four blocks at a time.
+template <bool Back, class Rows>
+inline void First_Radix_2(uint32_t n, const Rows& rows, float* out, const float* table)
+{
+    const uint32_t blocks = n / 8;
+    const Factors<Back> even = Spread_Factors<Back>(table, 0);
+    const Factors<Back> odd = Spread_Factors<Back>(table, 1);
+    uint32_t block = 0;
+    for (uint32_t first = 0; first < blocks; first += 4) {
+        C4 sums[4];
+        C4 differences[4];
+        for (size_t m = 0; m < 4; m++) {
+            const size_t row = (m & 1) * 2 + m / 2;
+            const C4 a = rows.load(row, first);
+            const C4 b = rows.load(row + 4, first);
+            sums[m] = C4_Add(a, b);
+            differences[m] = C4_Sub(a, b);
+        }
+        Turn_Butterfly(sums[0], sums[1], sums[2], sums[3], even);
+        Turn_Butterfly(differences[0], differences[1], differences[2], differences[3], odd);
+        C4_Transpose(sums[0], differences[0], sums[1], differences[1]);
+        C4_Transpose(sums[2], differences[2], sums[3], differences[3]);
+        const C4 low[4] = {sums[0], differences[0], sums[1], differences[1]};
+        const C4 high[4] = {sums[2], differences[2], sums[3], differences[3]};
+        for (size_t k = 0; k < 4; k++) {
+            float* to = out + 16 * size_t{block + ((k & 1) * 2 + k / 2) * (blocks / 4)};
+            C4_Store(to, low[k]);
+            C4_Store(to + 8, high[k]);
+        }
+        block = Next_Reversed(block, blocks / 4);
+    }
+}
+
+// A square of four rows n/4 points apart and four points in each, through the first stage and with
+// rows and columns exchanged.
+template <bool Back, bool Radix4> struct Square {
+    C4 x[4];
+
+    void load(const float* at, size_t row)
+    {
+        x[0] = C4_Load(at);
+        x[1] = C4_Load(at + 2 * row);
+        x[2] = C4_Load(at + row);
+        x[3] = C4_Load(at + 3 * row);
+        if constexpr (Radix4) {
+            Butterfly<Back>(x[0], x[1], x[2], x[3]);
+        } else {
+            const C4 a = x[0];
+            const C4 b = x[2];
+            x[0] = C4_Add(a, x[1]);
+            x[1] = C4_Sub(a, x[1]);
+            x[2] = C4_Add(b, x[3]);
+            x[3] = C4_Sub(b, x[3]);
+        }
+        C4_Transpose(x[0], x[1], x[2], x[3]);
+    }
+    void store(float* at, size_t row) const
+    {
+        C4_Store(at, x[0]);
+        C4_Store(at + 2 * row, x[1]);
+        C4_Store(at + row, x[2]);
+        C4_Store(at + 3 * row, x[3]);
+    }
+};
+
+// The first stage in place, n from 16 on. The square at the points i and the one at the points with
+// i reversed change places, so that reordering costs no pass of its own.
+template <bool Back, bool Radix4> inline void First_In_Place(uint32_t n, float* data)
+{
+    const size_t row = n / 2; // floats in a quarter
+    const uint32_t squares = n / 16;
+    uint32_t reversed = 0;
+    for (uint32_t i = 0; i < squares; i++) {
+        float* here = data + 8 * size_t{i};
+        float* there = data + 8 * size_t{reversed};
+        if (i < reversed) {
+            Square<Back, Radix4> a;
+            Square<Back, Radix4> b;
+            a.load(here, row);
+            b.load(there, row);
+            a.store(there, row);
+            b.store(here, row);
+        } else if (i == reversed) {
+            Square<Back, Radix4> a;
+            a.load(here, row);
+            a.store(here, row);
+        }
+        reversed = Next_Reversed(reversed, squares);
+    }
+}
+
+// The radix-4 stage of blocks of eight by itself, two blocks at a time, n from 16 on.
+template <bool Back> inline void Stage_Of_Eight(uint32_t n, float* data, const float* table)
+{
+    Factors<Back> factors;
+    factors.fourth = W4_Of<Back>(C4_Load_Twice(table));
+    factors.third = W4_Of<Back>(C4_Load_Twice(table + 4));
+    factors.second = W4_Of<Back>(C4_Load_Twice(table + 8));
+    for (float* at = data; at < data + 2 * size_t{n}; at += 32) {
+        C4 q0, q1, q2, q3;
+        C4_Halves(C4_Load(at), C4_Load(at + 16), &q0, &q1);
+        C4_Halves(C4_Load(at + 8), C4_Load(at + 24), &q2, &q3);
+        Turn_Butterfly(q0, q1, q2, q3, factors);
+        C4 a, b, c, d;
+        C4_Halves(q0, q1, &a, &c);
+        C4_Halves(q2, q3, &b, &d);
+        C4_Store(at, a);
+        C4_Store(at + 8, b);
+        C4_Store(at + 16, c);
+        C4_Store(at + 24, d);
+    }
+}
+
+// ---- Later stages ----
+
+// One stage with quarters of at least four points; every block reads the same table. The factors
+// are made ready once for the blocks that lie in the cache together.
+template <bool Back>
+inline void Stage(float* data, size_t points, size_t quarter, const float* table)
+{
+    const size_t block = 8 * quarter; // floats
+    float* end = data + 2 * points;
+    for (size_t j = 0; j < quarter; j += 4) {
+        const Factors<Back> factors = Load_Factors<Back>(table + 6 * j);
+        for (float* at = data + 2 * j; at < end; at += block) {
+            Stage_Step(at, 2 * quarter, factors);
+        }
+    }
+}
+
+// All stages from quarter (at least 4 points) on. A part that fits in the first-level cache goes
+// through all of its stages before the next one is touched; blocks do not meet before a later
+// stage, so the order does not show in the result.
+template <bool Back>
+inline void Later_Stages(float* data, size_t n, size_t quarter, const float* table)
+{
+    constexpr size_t Part = 2048; // points
+    if (n > Part) {
+        size_t part = 4 * quarter;
+        while (part * 4 <= Part) {
+            part *= 4;
+        }
+        for (size_t at = 0; at < n; at += part) {
+            Later_Stages<Back>(data + 2 * at, part, quarter, table);
+        }
+        while (4 * quarter <= part) {
+            table += 6 * quarter;
+            quarter *= 4;
+        }
+        for (; 4 * quarter <= n; quarter *= 4) {
+            for (size_t at = 0; at < n; at += 4 * quarter) {
+                Stage<Back>(data + 2 * at, 4 * quarter, quarter, table);
+            }
+            table += 6 * quarter;
+        }
+        return;
+    }
+    for (; 4 * quarter <= n; quarter *= 4) {
+        Stage<Back>(data, n, quarter, table);
+        table += 6 * quarter;
+    }
+}
+
+} // namespace OMBRINE_SIMD_FORM
