@@ -6,8 +6,6 @@
 template <bool Back>
 static void Transform(const FftComplexPlan* plan, uint32_t n, const float* in, float* out)
 {
-    const float* even = Table_Floats(plan->evenTables);
-    const float* odd = Table_Floats(plan->oddTables);
     C4 z[4];
     switch (n) {
     case 2: {
@@ -23,34 +21,21 @@ static void Transform(const FftComplexPlan* plan, uint32_t n, const float* in, f
         return;
     case 8:
         Load_All(in, z, 2);
-        Transform_8<Back>(z, odd);
+        Transform_8<Back>(z, Table_Floats(plan->oddTables));
         Store_All(out, z, 2);
         return;
     case 16:
         Load_All(in, z, 4);
-        Transform_16<Back>(z, even);
+        Transform_16<Back>(z, Table_Floats(plan->evenTables));
         Store_All(out, z, 4);
         return;
     default:
         break;
     }
-    const bool in_place = in == out;
-    if (Is_Radix_4_First(n)) {
-        if (in_place) {
-            First_In_Place<Back, true>(n, out);
-            Later_Stages<Back>(out, n, 4, even);
-        } else {
-            First_Radix_4<Back>(n, InputRows{in, n / 8}, out, even);
-            Later_Stages<Back>(out, n, 16, even + 24);
-        }
+    if (in == out) {
+        Transform_In_Place<Back>(plan, n, out);
     } else {
-        if (in_place) {
-            First_In_Place<Back, false>(n, out);
-            Stage_Of_Eight<Back>(n, out, odd);
-        } else {
-            First_Radix_2<Back>(n, InputRows{in, n / 4}, out, odd);
-        }
-        Later_Stages<Back>(out, n, 8, odd + 12);
+        Transform_Out<Back>(plan, n, PointSource{in}, out);
     }
 }
 

@@ -99,22 +99,30 @@ inline uint32_t Next_Reversed(uint32_t r, uint32_t count)
 
 // ---- First stages ----
 
-// Where the first pass takes its points from: rows of n / Rows neighbouring points.
-struct InputRows {
+// Where the first pass takes its points from: four neighbouring ones, from point i on. The caller
+// tells apart the very first four, the lower half and the upper half of the points.
+struct PointSource {
     const float* in;
-    size_t row; // floats
 
-    C4 load(size_t index, size_t first) const
+    C4 start() const
     {
-        return C4_Load(in + index * row + 2 * first);
+        return C4_Load(in);
+    }
+    C4 lower(size_t i) const
+    {
+        return C4_Load(in + 2 * i);
+    }
+    C4 upper(size_t i) const
+    {
+        return C4_Load(in + 2 * i);
     }
 };
 
 // The first two stages of even log2 n, from 64 on, out of place. Block by block of the result takes
 // one point of sixteen rows: four blocks at a time, one in each place of the registers, through the
 // first stage; then each block by itself, its four points of a quarter side by side.
-template <bool Back, class Rows>
-inline void First_Radix_4(uint32_t n, const Rows& rows, float* out, const float* table)
+template <bool Back, class Source>
+inline void First_Radix_4(uint32_t n, const Source& source, float* out, const float* table)
 {
     const uint32_t blocks = n / 16;
     const Factors<Back> factors = Load_Factors<Back>(table);
@@ -124,10 +132,11 @@ inline void First_Radix_4(uint32_t n, const Rows& rows, float* out, const float*
         for (size_t m = 0; m < 4; m++) {
             const size_t row = (m & 1) * 2 + m / 2;
             C4* run = x[m];
-            run[0] = rows.load(row, first);
-            run[1] = rows.load(row + 8, first);
-            run[2] = rows.load(row + 4, first);
-            run[3] = rows.load(row + 12, first);
+            const size_t i = row * blocks + first;
+            run[0] = i == 0 ? source.start() : source.lower(i);
+            run[1] = source.upper(i + 8 * size_t{blocks});
+            run[2] = source.lower(i + 4 * size_t{blocks});
+            run[3] = source.upper(i + 12 * size_t{blocks});
             Butterfly<Back>(run[0], run[1], run[2], run[3]);
             C4_Transpose(run[0], run[1], run[2], run[3]);
         }
@@ -145,8 +154,8 @@ inline void First_Radix_4(uint32_t n, const Rows& rows, float* out, const float*
 
 // The first two stages of odd log2 n, from 32 on, out of place: a radix-2 stage and the radix-4
 // stage of blocks of eight, four blocks at a time.
-template <bool Back, class Rows>
-inline void First_Radix_2(uint32_t n, const Rows& rows, float* out, const float* table)
+template <bool Back, class Source>
+inline void First_Radix_2(uint32_t n, const Source& source, float* out, const float* table)
 {
     const uint32_t blocks = n / 8;
     const Factors<Back> even = Spread_Factors<Back>(table, 0);
@@ -157,8 +166,9 @@ inline void First_Radix_2(uint32_t n, const Rows& rows, float* out, const float*
         C4 differences[4];
         for (size_t m = 0; m < 4; m++) {
             const size_t row = (m & 1) * 2 + m / 2;
-            const C4 a = rows.load(row, first);
-            const C4 b = rows.load(row + 4, first);
+            const size_t i = row * blocks + first;
+            const C4 a = i == 0 ? source.start() : source.lower(i);
+            const C4 b = source.upper(i + 4 * size_t{blocks});
             sums[m] = C4_Add(a, b);
             differences[m] = C4_Sub(a, b);
         }
@@ -235,6 +245,29 @@ template <bool Back, bool Radix4> inline void First_In_Place(uint32_t n, float* 
     }
 }
 
+// The first radix-4 stage alone, out of place.
+template <bool Back, class Source>
+inline void First_Squares(uint32_t n, const Source& source, float* out)
+{
+    const uint32_t blocks = n / 4;
+    uint32_t block = 0;
+    for (uint32_t first = 0; first < blocks; first += 4) {
+        C4 a = first == 0 ? source.start() : source.lower(first);
+        C4 b = source.upper(first + 2 * size_t{blocks});
+        C4 c = source.lower(first + size_t{blocks});
+        C4 d = source.upper(first + 3 * size_t{blocks});
+        Butterfly<Back>(a, b, c, d);
+        C4_Transpose(a, b, c, d);
+        float* to = out + 8 * size_t{block};
+        const size_t quarter = n / 2;
+        C4_Store(to, a);
+        C4_Store(to + 2 * quarter, b);
+        C4_Store(to + quarter, c);
+        C4_Store(to + 3 * quarter, d);
+        block = Next_Reversed(block, blocks / 4);
+    }
+}
+
 // The radix-4 stage of blocks of eight by itself, two blocks at a time, n from 16 on.
 template <bool Back> inline void Stage_Of_Eight(uint32_t n, float* data, const float* table)
 {
@@ -304,6 +337,40 @@ inline void Later_Stages(float* data, size_t n, size_t quarter, const float* tab
     for (; 4 * quarter <= n; quarter *= 4) {
         Stage<Back>(data, n, quarter, table);
         table += 6 * quarter;
+    }
+}
+
+// ---- Whole transforms, n from 32 on ----
+
+template <bool Back, class Source>
+inline void Transform_Out(const FftComplexPlan* plan, uint32_t n, const Source& source, float* out)
+{
+    const float* even = Table_Floats(plan->evenTables);
+    const float* odd = Table_Floats(plan->oddTables);
+    if (!Is_Radix_4_First(n)) {
+        First_Radix_2<Back>(n, source, out, odd);
+        Later_Stages<Back>(out, n, 8, odd + 12);
+    } else if (n < 8192) {
+        First_Squares<Back>(n, source, out);
+        Later_Stages<Back>(out, n, 4, even);
+    } else {
+        First_Radix_4<Back>(n, source, out, even);
+        Later_Stages<Back>(out, n, 16, even + 24);
+    }
+}
+
+template <bool Back>
+inline void Transform_In_Place(const FftComplexPlan* plan, uint32_t n, float* data)
+{
+    const float* even = Table_Floats(plan->evenTables);
+    const float* odd = Table_Floats(plan->oddTables);
+    if (!Is_Radix_4_First(n)) {
+        First_In_Place<Back, false>(n, data);
+        Stage_Of_Eight<Back>(n, data, odd);
+        Later_Stages<Back>(data, n, 8, odd + 12);
+    } else {
+        First_In_Place<Back, true>(n, data);
+        Later_Stages<Back>(data, n, 4, even);
     }
 }
 

@@ -4,23 +4,23 @@
 // apart.
 #include "spectrum/fft_small.h"
 
-// Four bins k of the lower end in a, M - k of the upper end in b; table is at k.
-static inline void Post_Step(C4& a, C4& b, const float* table)
+// Four bins k of the lower end in a, M - k of the upper end in b.
+static inline void Post_Step(C4& a, C4& b, C4 pairs)
 {
     const C4 sum = C4_Add(a, b);
     const C4 difference = C4_Sub(a, b);
     const C4 even = C4_Mix(sum, difference);
-    const C4 odd = C4_Cross(sum, difference, C4_Load(table));
+    const C4 odd = C4_Cross(sum, difference, pairs);
     a = C4_Sub_Add(even, odd);
     b = C4_Add_Sub(odd, even);
 }
 
-static inline void Pre_Step(C4& a, C4& b, const float* table, float scale)
+static inline void Pre_Step(C4& a, C4& b, C4 pairs, float scale)
 {
     const C4 sum = C4_Scale(C4_Add(a, b), scale);
     const C4 difference = C4_Scale(C4_Sub(a, b), scale);
     const C4 even = C4_Mix(sum, difference);
-    const C4 odd = C4_Swap(C4_Turn(C4_Mix(difference, sum), W4_Of<true>(C4_Load(table))));
+    const C4 odd = C4_Swap(C4_Turn(C4_Mix(difference, sum), W4_Of<true>(pairs)));
     a = C4_Add_Sub(even, odd);
     b = C4_Sub(C4_Conj(even), odd);
 }
@@ -78,10 +78,22 @@ static inline void Post(uint32_t N, const float* table, float* z)
     for (float* low = z + 2; low < high; low += 8, high -= 8, table += 8) {
         C4 lower = C4_Load(low);
         C4 upper = C4_Reverse(C4_Load(high));
-        Post_Step(lower, upper, table);
+        Post_Step(lower, upper, C4_Load(table));
         // The middle bin is in both, and that of the upper end stands.
         C4_Store(low, lower);
         C4_Store(high, C4_Reverse(upper));
+    }
+}
+
+static inline void Pre(uint32_t N, const float* table, const float* in, float* out, float scale)
+{
+    size_t high = N - 8;
+    for (size_t low = 2; low < high; low += 8, high -= 8, table += 8) {
+        C4 lower = C4_Load(in + low);
+        C4 upper = C4_Reverse(C4_Load(in + high));
+        Pre_Step(lower, upper, C4_Load(table), scale);
+        C4_Store(out + low, lower);
+        C4_Store(out + high, C4_Reverse(upper));
     }
 }
 
@@ -94,37 +106,179 @@ void FFT_Real_Post(uint32_t N, const FftPair* table, float* buffer)
     }
 }
 
-void FFT_Real_Pre(uint32_t N, const FftPair* stage_table, const float* in, float* out, float scale)
+void FFT_Real_Pre(uint32_t N, const FftPair* table, const float* in, float* out, float scale)
 {
-    const float* table = Table_Floats(stage_table);
     if (N == 8) {
-        Pre_8(table, in, out, scale);
-        return;
-    }
-    size_t high = N - 8;
-    for (size_t low = 2; low < high; low += 8, high -= 8, table += 8) {
-        C4 lower = C4_Load(in + low);
-        C4 upper = C4_Reverse(C4_Load(in + high));
-        Pre_Step(lower, upper, table, scale);
-        C4_Store(out + low, lower);
-        C4_Store(out + high, C4_Reverse(upper));
+        Pre_8(Table_Floats(table), in, out, scale);
+    } else {
+        Pre(N, Table_Floats(table), in, out, scale);
     }
 }
 
 // ---- Drivers ----
 
+// The points of the inverse, tangled on the way into the first pass. Each pair of bins is computed
+// twice, once for each end: that is less than a pass of its own.
+struct TangledSource {
+    const float* in;
+    const float* table;
+    size_t points;
+    float scale;
+
+    // Bins k, k + 1, k + 2, k + 3 of the lower end.
+    C4 lower(size_t k) const
+    {
+        C4 a = C4_Load(in + 2 * k);
+        C4 b = C4_Reverse(C4_Load(in + 2 * (points - k - 3)));
+        Pre_Step(a, b, C4_Load(table + 2 * (k - 1)), scale);
+        return a;
+    }
+    // Bins i, i + 1, i + 2, i + 3 of the upper end, partners of points - i and below.
+    C4 upper(size_t i) const
+    {
+        const size_t k = points - i - 3;
+        C4 a = C4_Reverse(C4_Load(in + 2 * k));
+        C4 b = C4_Load(in + 2 * i);
+        Pre_Step(a, b, C4_Reverse(C4_Load(table + 2 * (k - 1))), scale);
+        return b;
+    }
+    // Bins 0 to 3; bin 0 stands apart.
+    C4 start() const
+    {
+        const C4 bins = C4_Load(in);
+        C4 a = bins;
+        C4 b = C4_Mirror(bins, C4_Load(in + 2 * (points - 4)));
+        const C4 pairs = C4_Load(table);
+        Pre_Step(a, b, C4_Unshift(pairs, pairs), scale);
+        return C4_First(C4_Scale(C4_Sum_Difference(bins), scale), a);
+    }
+};
+
+static const float* Stage_Table(const FftRealPlan* plan, uint32_t N)
+{
+    return Table_Floats(plan->stageTables + N / 4 - 2);
+}
+
+static void Forward_8(const float* table, const float* in, float* out)
+{
+    float z[8];
+    Transform_4<false>(in, z);
+    Post_8(table, z);
+    for (int k = 0; k < 8; k++) {
+        out[k] = z[k];
+    }
+}
+
+static void Inverse_8(const float* table, const float* in, float* out, float scale)
+{
+    float z[8];
+    z[0] = (in[0] + in[1]) * scale;
+    z[1] = (in[0] - in[1]) * scale;
+    Pre_8(table, in, z, scale);
+    Transform_4<true>(z, out);
+}
+
+// For 8 and 16 points, 2 and 4 registers: the passes of whole buffers on what the registers hold.
+template <int Count> static inline void Post_Registers(C4* z, const float* table, float* out)
+{
+    const C4 first = C4_Sum_Difference(z[0]);
+    C4 lower[Count / 2];
+    C4 upper[Count / 2];
+    for (int k = 0; k < Count / 2; k++) {
+        lower[k] = C4_Shift(z[k], z[k + 1]);
+        upper[k] = C4_Reverse(z[Count - 1 - k]);
+        Post_Step(lower[k], upper[k], C4_Load(table + 8 * k));
+    }
+    C4_Store(out, C4_Unshift(C4_Reverse(C4_Add(first, first)), lower[0]));
+    for (int k = 1; k < Count / 2; k++) {
+        C4_Store(out + 8 * k, C4_Unshift(lower[k - 1], lower[k]));
+    }
+    for (int k = 0; k < Count / 2; k++) {
+        C4_Store(out + 8 * (Count - 1 - k), C4_Reverse(upper[k]));
+    }
+}
+
+template <int Count>
+static inline void Pre_Registers(const float* in, const float* table, float scale, C4* z)
+{
+    Load_All(in, z, Count);
+    const C4 first = C4_Scale(C4_Sum_Difference(z[0]), scale);
+    C4 lower[Count / 2];
+    C4 upper[Count / 2];
+    for (int k = 0; k < Count / 2; k++) {
+        lower[k] = C4_Shift(z[k], z[k + 1]);
+        upper[k] = C4_Reverse(z[Count - 1 - k]);
+        Pre_Step(lower[k], upper[k], C4_Load(table + 8 * k), scale);
+    }
+    z[0] = C4_Unshift(C4_Reverse(first), lower[0]);
+    for (int k = 1; k < Count / 2; k++) {
+        z[k] = C4_Unshift(lower[k - 1], lower[k]);
+    }
+    for (int k = 0; k < Count / 2; k++) {
+        z[Count - 1 - k] = C4_Reverse(upper[k]);
+    }
+}
+
 void FFT_Real_Forward(const FftRealPlan* plan, uint32_t N, const float* in, float* out)
 {
-    FFT_Complex_Forward(plan->complexPlan, N / 2, in, out);
-    FFT_Real_Post(N, plan->stageTables + N / 4 - 2, out);
+    const FftComplexPlan* points = plan->complexPlan;
+    const float* table = Stage_Table(plan, N);
+    C4 z[4];
+    switch (N) {
+    case 8:
+        Forward_8(table, in, out);
+        return;
+    case 16:
+        Load_All(in, z, 2);
+        Transform_8<false>(z, Table_Floats(points->oddTables));
+        Post_Registers<2>(z, table, out);
+        return;
+    case 32:
+        Load_All(in, z, 4);
+        Transform_16<false>(z, Table_Floats(points->evenTables));
+        Post_Registers<4>(z, table, out);
+        return;
+    default:
+        break;
+    }
+    if (in == out) {
+        Transform_In_Place<false>(points, N / 2, out);
+    } else {
+        Transform_Out<false>(points, N / 2, PointSource{in}, out);
+    }
+    Post(N, table, out);
 }
 
 void FFT_Real_Inverse(const FftRealPlan* plan, uint32_t N, const float* in, float* out)
 {
+    const FftComplexPlan* points = plan->complexPlan;
+    const float* table = Stage_Table(plan, N);
     const float scale = 0.5f / static_cast<float>(N);
+    C4 z[4];
+    switch (N) {
+    case 8:
+        Inverse_8(table, in, out, scale);
+        return;
+    case 16:
+        Pre_Registers<2>(in, table, scale, z);
+        Transform_8<true>(z, Table_Floats(points->oddTables));
+        Store_All(out, z, 2);
+        return;
+    case 32:
+        Pre_Registers<4>(in, table, scale, z);
+        Transform_16<true>(z, Table_Floats(points->evenTables));
+        Store_All(out, z, 4);
+        return;
+    default:
+        break;
+    }
+    if (in != out) {
+        Transform_Out<true>(points, N / 2, TangledSource{in, table, N / 2, scale}, out);
+        return;
+    }
     const float first[2] = {(in[0] + in[1]) * scale, (in[0] - in[1]) * scale};
-    FFT_Real_Pre(N, plan->stageTables + N / 4 - 2, in, out, scale);
+    Pre(N, table, in, out, scale);
     out[0] = first[0];
     out[1] = first[1];
-    FFT_Complex_Inverse(plan->complexPlan, N / 2, out, out);
+    Transform_In_Place<true>(points, N / 2, out);
 }
