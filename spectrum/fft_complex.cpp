@@ -4,7 +4,7 @@
 #include "spectrum/fft_small.h"
 
 template <bool Back>
-static void Transform(const FftComplexPlan* plan, uint32_t n, const float* in, float* out)
+static void Transform_Any(const FftComplexPlan* plan, uint32_t n, const float* in, float* out)
 {
     C4 z[4];
     switch (n) {
@@ -30,21 +30,16 @@ static void Transform(const FftComplexPlan* plan, uint32_t n, const float* in, f
         Store_All(out, z, 4);
         return;
     default:
-        break;
-    }
-    if (in == out) {
-        Transform_In_Place<Back>(plan, n, out);
-    } else {
-        Transform_Out<Back>(plan, n, PointSource{in}, out);
+        Transform<Back>(plan, n, in, out);
     }
 }
 
 void FFT_Complex_Forward(const FftComplexPlan* plan, uint32_t n, const float* in, float* out)
 {
-    Transform<false>(plan, n, in, out);
+    Transform_Any<false>(plan, n, in, out);
 }
 
 void FFT_Complex_Inverse(const FftComplexPlan* plan, uint32_t n, const float* in, float* out)
 {
-    Transform<true>(plan, n, in, out);
+    Transform_Any<true>(plan, n, in, out);
 }

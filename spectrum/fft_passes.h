@@ -14,6 +14,9 @@
 inline namespace OMBRINE_SIMD_FORM
 {
 
+// Above this many points the order of the first pass is chosen for the second-level cache.
+constexpr uint32_t Large = 8192;
+
 inline const float* Table_Floats(const FftPair* table)
 {
     return &table->cosine;
@@ -99,76 +102,48 @@ inline uint32_t Next_Reversed(uint32_t r, uint32_t count)
 
 // ---- First stages ----
 
-// Where the first pass takes its points from: four neighbouring ones, from point i on. The caller
-// tells apart the very first four, the lower half and the upper half of the points.
-struct PointSource {
-    const float* in;
-
-    C4 start() const
-    {
-        return C4_Load(in);
-    }
-    C4 lower(size_t i) const
-    {
-        return C4_Load(in + 2 * i);
-    }
-    C4 upper(size_t i) const
-    {
-        return C4_Load(in + 2 * i);
-    }
-};
-
-// The first two stages of even log2 n, from 64 on, out of place. Block by block of the result takes
-// one point of sixteen rows: four blocks at a time, one in each place of the registers, through the
-// first stage; then each block by itself, its four points of a quarter side by side.
-template <bool Back, class Source>
-inline void First_Radix_4(uint32_t n, const Source& source, float* out, const float* table)
+// Calls visit(i, i reversed) for all i below count. The order is made for the caches: two
+// neighbours, which share a cache line of the source, then up to sixteen places whose reverses are
+// neighbours, so that the result is written in longer runs. In plain order every store of a large
+// transform meets another cache line and another page.
+template <class Visit> inline void For_Each_Reversed(uint32_t count, Visit visit)
 {
-    const uint32_t blocks = n / 16;
-    const Factors<Back> factors = Load_Factors<Back>(table);
-    uint32_t block = 0;
-    for (uint32_t first = 0; first < blocks; first += 4) {
-        C4 x[4][4];
-        for (size_t m = 0; m < 4; m++) {
-            const size_t row = (m & 1) * 2 + m / 2;
-            C4* run = x[m];
-            const size_t i = row * blocks + first;
-            run[0] = i == 0 ? source.start() : source.lower(i);
-            run[1] = source.upper(i + 8 * size_t{blocks});
-            run[2] = source.lower(i + 4 * size_t{blocks});
-            run[3] = source.upper(i + 12 * size_t{blocks});
-            Butterfly<Back>(run[0], run[1], run[2], run[3]);
-            C4_Transpose(run[0], run[1], run[2], run[3]);
+    const uint32_t near = count > 1 ? 2 : 1;
+    const uint32_t far = count / near < 16 ? count / near : 16;
+    const uint32_t middles = count / (near * far);
+    uint32_t middle_reversed = 0;
+    for (uint32_t middle = 0; middle < middles; middle++) {
+        uint32_t step = 0;
+        for (uint32_t k = 0; k < far; k++) {
+            const uint32_t i = (step * middles + middle) * near;
+            const uint32_t reversed = middle_reversed * far + k;
+            visit(i, reversed);
+            if (near == 2) {
+                visit(i + 1, reversed + count / 2);
+            }
+            step = Next_Reversed(step, far);
         }
-        for (size_t k = 0; k < 4; k++) {
-            float* to = out + 32 * size_t{block + ((k & 1) * 2 + k / 2) * (blocks / 4)};
-            Turn_Butterfly(x[0][k], x[1][k], x[2][k], x[3][k], factors);
-            C4_Store(to, x[0][k]);
-            C4_Store(to + 8, x[1][k]);
-            C4_Store(to + 16, x[2][k]);
-            C4_Store(to + 24, x[3][k]);
-        }
-        block = Next_Reversed(block, blocks / 4);
+        middle_reversed = Next_Reversed(middle_reversed, middles);
     }
 }
 
 // The first two stages of odd log2 n, from 32 on, out of place: a radix-2 stage and the radix-4
 // stage of blocks of eight, four blocks at a time.
-template <bool Back, class Source>
-inline void First_Radix_2(uint32_t n, const Source& source, float* out, const float* table)
+template <bool Back>
+inline void First_Radix_2(uint32_t n, const float* in, float* out, const float* table)
 {
     const uint32_t blocks = n / 8;
     const Factors<Back> even = Spread_Factors<Back>(table, 0);
     const Factors<Back> odd = Spread_Factors<Back>(table, 1);
-    uint32_t block = 0;
-    for (uint32_t first = 0; first < blocks; first += 4) {
+    For_Each_Reversed(blocks / 4, [&](uint32_t quad, uint32_t block) {
+        const uint32_t first = 4 * quad;
         C4 sums[4];
         C4 differences[4];
         for (size_t m = 0; m < 4; m++) {
             const size_t row = (m & 1) * 2 + m / 2;
             const size_t i = row * blocks + first;
-            const C4 a = i == 0 ? source.start() : source.lower(i);
-            const C4 b = source.upper(i + 4 * size_t{blocks});
+            const C4 a = C4_Load(in + 2 * i);
+            const C4 b = C4_Load(in + 2 * i + n);
             sums[m] = C4_Add(a, b);
             differences[m] = C4_Sub(a, b);
         }
@@ -183,89 +158,118 @@ inline void First_Radix_2(uint32_t n, const Source& source, float* out, const fl
             C4_Store(to, low[k]);
             C4_Store(to + 8, high[k]);
         }
-        block = Next_Reversed(block, blocks / 4);
-    }
+    });
 }
 
 // A square of four rows n/4 points apart and four points in each, through the first stage and with
-// rows and columns exchanged.
+// rows and columns exchanged: each register then holds four neighbours in the reversed order.
 template <bool Back, bool Radix4> struct Square {
-    C4 x[4];
+    C4 x[4]; // rows, later columns
 
     void load(const float* at, size_t row)
     {
-        x[0] = C4_Load(at);
-        x[1] = C4_Load(at + 2 * row);
-        x[2] = C4_Load(at + row);
-        x[3] = C4_Load(at + 3 * row);
-        if constexpr (Radix4) {
-            Butterfly<Back>(x[0], x[1], x[2], x[3]);
-        } else {
-            const C4 a = x[0];
-            const C4 b = x[2];
-            x[0] = C4_Add(a, x[1]);
-            x[1] = C4_Sub(a, x[1]);
-            x[2] = C4_Add(b, x[3]);
-            x[3] = C4_Sub(b, x[3]);
+        for (size_t k = 0; k < 4; k++) {
+            x[k] = C4_Load(at + k * row);
         }
-        C4_Transpose(x[0], x[1], x[2], x[3]);
+    }
+    void transform()
+    {
+        if constexpr (Radix4) {
+            Butterfly<Back>(x[0], x[2], x[1], x[3]);
+            C4_Transpose(x[0], x[2], x[1], x[3]);
+        } else {
+            C4 sum = C4_Add(x[0], x[2]);
+            C4 difference = C4_Sub(x[0], x[2]);
+            C4 far_sum = C4_Add(x[1], x[3]);
+            C4 far_difference = C4_Sub(x[1], x[3]);
+            C4_Transpose(sum, difference, far_sum, far_difference);
+            x[0] = sum;
+            x[2] = difference;
+            x[1] = far_sum;
+            x[3] = far_difference;
+        }
     }
     void store(float* at, size_t row) const
     {
-        C4_Store(at, x[0]);
-        C4_Store(at + 2 * row, x[1]);
-        C4_Store(at + row, x[2]);
-        C4_Store(at + 3 * row, x[3]);
+        for (size_t k = 0; k < 4; k++) {
+            C4_Store(at + k * row, x[k]);
+        }
     }
 };
 
 // The first stage in place, n from 16 on. The square at the points i and the one at the points with
 // i reversed change places, so that reordering costs no pass of its own.
+// row is in floats.
+template <bool Back, bool Radix4> inline void Turn_Square(float* at, size_t row)
+{
+    Square<Back, Radix4> a;
+    a.load(at, row);
+    a.transform();
+    a.store(at, row);
+}
+
+template <bool Back, bool Radix4> inline void Exchange_Squares(float* at, float* other, size_t row)
+{
+    Square<Back, Radix4> a;
+    Square<Back, Radix4> b;
+    a.load(at, row);
+    b.load(other, row);
+    a.transform();
+    b.transform();
+    a.store(other, row);
+    b.store(at, row);
+}
+
+// All squares with the middle bits of one place, against those with these bits reversed: Side times
+// Side squares, which fill whole cache lines on both sides.
+template <bool Back, bool Radix4, uint32_t Side> inline void Exchange_All(uint32_t n, float* data)
+{
+    const size_t row = n / 2;
+    const uint32_t squares = n / 16;
+    const uint32_t middles = squares / (Side * Side);
+    uint32_t reversed = 0;
+    for (uint32_t middle = 0; middle < middles; middle++) {
+        if (middle <= reversed) {
+            uint32_t k_reversed = 0;
+            for (uint32_t k = 0; k < Side; k++) {
+                uint32_t m_reversed = 0;
+                for (uint32_t m = 0; m < Side; m++) {
+                    const uint32_t i = (m * middles + middle) * Side + k;
+                    const uint32_t other = (k_reversed * middles + reversed) * Side + m_reversed;
+                    if (middle < reversed || i < other) {
+                        Exchange_Squares<Back, Radix4>(data + 8 * size_t{i},
+                                                       data + 8 * size_t{other}, row);
+                    } else if (i == other) {
+                        Turn_Square<Back, Radix4>(data + 8 * size_t{i}, row);
+                    }
+                    m_reversed = Next_Reversed(m_reversed, Side);
+                }
+                k_reversed = Next_Reversed(k_reversed, Side);
+            }
+        }
+        reversed = Next_Reversed(reversed, middles);
+    }
+}
+
 template <bool Back, bool Radix4> inline void First_In_Place(uint32_t n, float* data)
 {
-    const size_t row = n / 2; // floats in a quarter
-    const uint32_t squares = n / 16;
-    uint32_t reversed = 0;
-    for (uint32_t i = 0; i < squares; i++) {
-        float* here = data + 8 * size_t{i};
-        float* there = data + 8 * size_t{reversed};
-        if (i < reversed) {
-            Square<Back, Radix4> a;
-            Square<Back, Radix4> b;
-            a.load(here, row);
-            b.load(there, row);
-            a.store(there, row);
-            b.store(here, row);
-        } else if (i == reversed) {
-            Square<Back, Radix4> a;
-            a.load(here, row);
-            a.store(here, row);
-        }
-        reversed = Next_Reversed(reversed, squares);
+    if (n > Large) {
+        Exchange_All<Back, Radix4, 4>(n, data);
+    } else {
+        Exchange_All<Back, Radix4, 1>(n, data);
     }
 }
 
 // The first radix-4 stage alone, out of place.
-template <bool Back, class Source>
-inline void First_Squares(uint32_t n, const Source& source, float* out)
+template <bool Back> inline void First_Radix_4(uint32_t n, const float* in, float* out)
 {
-    const uint32_t blocks = n / 4;
-    uint32_t block = 0;
-    for (uint32_t first = 0; first < blocks; first += 4) {
-        C4 a = first == 0 ? source.start() : source.lower(first);
-        C4 b = source.upper(first + 2 * size_t{blocks});
-        C4 c = source.lower(first + size_t{blocks});
-        C4 d = source.upper(first + 3 * size_t{blocks});
-        Butterfly<Back>(a, b, c, d);
-        C4_Transpose(a, b, c, d);
-        float* to = out + 8 * size_t{block};
-        const size_t quarter = n / 2;
-        C4_Store(to, a);
-        C4_Store(to + 2 * quarter, b);
-        C4_Store(to + quarter, c);
-        C4_Store(to + 3 * quarter, d);
-        block = Next_Reversed(block, blocks / 4);
-    }
+    const size_t row = n / 2;
+    For_Each_Reversed(n / 16, [&](uint32_t i, uint32_t reversed) {
+        Square<Back, true> a;
+        a.load(in + 8 * size_t{i}, row);
+        a.transform();
+        a.store(out + 8 * size_t{reversed}, row);
+    });
 }
 
 // The radix-4 stage of blocks of eight by itself, two blocks at a time, n from 16 on.
@@ -340,38 +344,33 @@ inline void Later_Stages(float* data, size_t n, size_t quarter, const float* tab
     }
 }
 
-// ---- Whole transforms, n from 32 on ----
-
-template <bool Back, class Source>
-inline void Transform_Out(const FftComplexPlan* plan, uint32_t n, const Source& source, float* out)
-{
-    const float* even = Table_Floats(plan->evenTables);
-    const float* odd = Table_Floats(plan->oddTables);
-    if (!Is_Radix_4_First(n)) {
-        First_Radix_2<Back>(n, source, out, odd);
-        Later_Stages<Back>(out, n, 8, odd + 12);
-    } else if (n < 8192) {
-        First_Squares<Back>(n, source, out);
-        Later_Stages<Back>(out, n, 4, even);
-    } else {
-        First_Radix_4<Back>(n, source, out, even);
-        Later_Stages<Back>(out, n, 16, even + 24);
-    }
-}
+// The complex transform, n from 32 on.
 
 template <bool Back>
-inline void Transform_In_Place(const FftComplexPlan* plan, uint32_t n, float* data)
+inline void Transform(const FftComplexPlan* plan, uint32_t n, const float* in, float* out)
 {
-    const float* even = Table_Floats(plan->evenTables);
-    const float* odd = Table_Floats(plan->oddTables);
-    if (!Is_Radix_4_First(n)) {
-        First_In_Place<Back, false>(n, data);
-        Stage_Of_Eight<Back>(n, data, odd);
-        Later_Stages<Back>(data, n, 8, odd + 12);
+    const float* table;
+    uint32_t quarter;
+    if (Is_Radix_4_First(n)) {
+        table = Table_Floats(plan->evenTables);
+        quarter = 4;
+        if (in == out) {
+            First_In_Place<Back, true>(n, out);
+        } else {
+            First_Radix_4<Back>(n, in, out);
+        }
     } else {
-        First_In_Place<Back, true>(n, data);
-        Later_Stages<Back>(data, n, 4, even);
+        table = Table_Floats(plan->oddTables);
+        quarter = 8;
+        if (in == out) {
+            First_In_Place<Back, false>(n, out);
+            Stage_Of_Eight<Back>(n, out, table);
+        } else {
+            First_Radix_2<Back>(n, in, out, table);
+        }
+        table += 12;
     }
+    Later_Stages<Back>(out, n, quarter, table);
 }
 
 } // namespace OMBRINE_SIMD_FORM

@@ -20,7 +20,8 @@ static inline void Pre_Step(C4& a, C4& b, C4 pairs, float scale)
     const C4 sum = C4_Scale(C4_Add(a, b), scale);
     const C4 difference = C4_Scale(C4_Sub(a, b), scale);
     const C4 even = C4_Mix(sum, difference);
-    const C4 odd = C4_Swap(C4_Turn(C4_Mix(difference, sum), W4_Of<true>(pairs)));
+    // (w, c p - s q): the product with the pair, its parts exchanged.
+    const C4 odd = C4_Turn(C4_Swap(C4_Mix(difference, sum)), W4_Of<false>(pairs));
     a = C4_Add_Sub(even, odd);
     b = C4_Sub(C4_Conj(even), odd);
 }
@@ -117,43 +118,6 @@ void FFT_Real_Pre(uint32_t N, const FftPair* table, const float* in, float* out,
 
 // ---- Drivers ----
 
-// The points of the inverse, tangled on the way into the first pass. Each pair of bins is computed
-// twice, once for each end: that is less than a pass of its own.
-struct TangledSource {
-    const float* in;
-    const float* table;
-    size_t points;
-    float scale;
-
-    // Bins k, k + 1, k + 2, k + 3 of the lower end.
-    C4 lower(size_t k) const
-    {
-        C4 a = C4_Load(in + 2 * k);
-        C4 b = C4_Reverse(C4_Load(in + 2 * (points - k - 3)));
-        Pre_Step(a, b, C4_Load(table + 2 * (k - 1)), scale);
-        return a;
-    }
-    // Bins i, i + 1, i + 2, i + 3 of the upper end, partners of points - i and below.
-    C4 upper(size_t i) const
-    {
-        const size_t k = points - i - 3;
-        C4 a = C4_Reverse(C4_Load(in + 2 * k));
-        C4 b = C4_Load(in + 2 * i);
-        Pre_Step(a, b, C4_Reverse(C4_Load(table + 2 * (k - 1))), scale);
-        return b;
-    }
-    // Bins 0 to 3; bin 0 stands apart.
-    C4 start() const
-    {
-        const C4 bins = C4_Load(in);
-        C4 a = bins;
-        C4 b = C4_Mirror(bins, C4_Load(in + 2 * (points - 4)));
-        const C4 pairs = C4_Load(table);
-        Pre_Step(a, b, C4_Unshift(pairs, pairs), scale);
-        return C4_First(C4_Scale(C4_Sum_Difference(bins), scale), a);
-    }
-};
-
 static const float* Stage_Table(const FftRealPlan* plan, uint32_t N)
 {
     return Table_Floats(plan->stageTables + N / 4 - 2);
@@ -219,34 +183,45 @@ static inline void Pre_Registers(const float* in, const float* table, float scal
     }
 }
 
+// Sizes from 64 on, apart from the small ones, which need none of their registers saved.
+__attribute__((noinline)) static void Forward(const FftComplexPlan* points, const float* table,
+                                              uint32_t N, const float* in, float* out)
+{
+    Transform<false>(points, N / 2, in, out);
+    Post(N, table, out);
+}
+
+// Tangled into out, then in place: that beats tangling on the way into the first pass, which leaves
+// too much to be done between its loads and its stores.
+__attribute__((noinline)) static void Inverse(const FftComplexPlan* points, const float* table,
+                                              uint32_t N, const float* in, float* out, float scale)
+{
+    const float sum = (in[0] + in[1]) * scale;
+    const float difference = (in[0] - in[1]) * scale;
+    out[0] = sum;
+    out[1] = difference;
+    Pre(N, table, in, out, scale);
+    Transform<true>(points, N / 2, out, out);
+}
+
 void FFT_Real_Forward(const FftRealPlan* plan, uint32_t N, const float* in, float* out)
 {
     const FftComplexPlan* points = plan->complexPlan;
     const float* table = Stage_Table(plan, N);
     C4 z[4];
-    switch (N) {
-    case 8:
-        Forward_8(table, in, out);
-        return;
-    case 16:
-        Load_All(in, z, 2);
-        Transform_8<false>(z, Table_Floats(points->oddTables));
-        Post_Registers<2>(z, table, out);
-        return;
-    case 32:
+    if (N > 32) {
+        Forward(points, table, N, in, out);
+    } else if (N == 32) {
         Load_All(in, z, 4);
         Transform_16<false>(z, Table_Floats(points->evenTables));
         Post_Registers<4>(z, table, out);
-        return;
-    default:
-        break;
-    }
-    if (in == out) {
-        Transform_In_Place<false>(points, N / 2, out);
+    } else if (N == 16) {
+        Load_All(in, z, 2);
+        Transform_8<false>(z, Table_Floats(points->oddTables));
+        Post_Registers<2>(z, table, out);
     } else {
-        Transform_Out<false>(points, N / 2, PointSource{in}, out);
+        Forward_8(table, in, out);
     }
-    Post(N, table, out);
 }
 
 void FFT_Real_Inverse(const FftRealPlan* plan, uint32_t N, const float* in, float* out)
@@ -255,30 +230,17 @@ void FFT_Real_Inverse(const FftRealPlan* plan, uint32_t N, const float* in, floa
     const float* table = Stage_Table(plan, N);
     const float scale = 0.5f / static_cast<float>(N);
     C4 z[4];
-    switch (N) {
-    case 8:
-        Inverse_8(table, in, out, scale);
-        return;
-    case 16:
-        Pre_Registers<2>(in, table, scale, z);
-        Transform_8<true>(z, Table_Floats(points->oddTables));
-        Store_All(out, z, 2);
-        return;
-    case 32:
+    if (N > 32) {
+        Inverse(points, table, N, in, out, scale);
+    } else if (N == 32) {
         Pre_Registers<4>(in, table, scale, z);
         Transform_16<true>(z, Table_Floats(points->evenTables));
         Store_All(out, z, 4);
-        return;
-    default:
-        break;
+    } else if (N == 16) {
+        Pre_Registers<2>(in, table, scale, z);
+        Transform_8<true>(z, Table_Floats(points->oddTables));
+        Store_All(out, z, 2);
+    } else {
+        Inverse_8(table, in, out, scale);
     }
-    if (in != out) {
-        Transform_Out<true>(points, N / 2, TangledSource{in, table, N / 2, scale}, out);
-        return;
-    }
-    const float first[2] = {(in[0] + in[1]) * scale, (in[0] - in[1]) * scale};
-    Pre(N, table, in, out, scale);
-    out[0] = first[0];
-    out[1] = first[1];
-    Transform_In_Place<true>(points, N / 2, out);
 }
