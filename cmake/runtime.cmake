@@ -18,7 +18,6 @@ set(OMBRINE_SOURCES
     spectrum/fft_complex.cpp
     spectrum/fft_plan.cpp
     spectrum/fft_real.cpp)
-set_source_files_properties(${PROJECT_SOURCE_DIR}/spectrum/fft_real.cpp PROPERTIES COMPILE_OPTIONS -fno-tree-slp-vectorize)
 list(TRANSFORM OMBRINE_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/)
 
 # No exceptions, no run-time type information, no guards for local statics: nothing of the C++

@@ -17,7 +17,7 @@ static void Transform_Any(const FftComplexPlan* plan, uint32_t n, const float* i
         return;
     }
     case 4:
-        Transform_4<Back>(in, out);
+        C4_Store(out, Transform_4<Back>(C4_Load(in)));
         return;
     case 8:
         Load_All(in, z, 2);

@@ -272,7 +272,8 @@ template <bool Back> inline void First_Radix_4(uint32_t n, const float* in, floa
     });
 }
 
-// The radix-4 stage of blocks of eight by itself, two blocks at a time, n from 16 on.
+// The radix-4 stage of blocks of eight by itself, two blocks at a time, n from 16 on: a quarter is
+// half a register.
 template <bool Back> inline void Stage_Of_Eight(uint32_t n, float* data, const float* table)
 {
     Factors<Back> factors;
@@ -280,9 +281,10 @@ template <bool Back> inline void Stage_Of_Eight(uint32_t n, float* data, const f
     factors.third = W4_Of<Back>(C4_Load_Twice(table + 4));
     factors.second = W4_Of<Back>(C4_Load_Twice(table + 8));
     for (float* at = data; at < data + 2 * size_t{n}; at += 32) {
-        C4 q0, q1, q2, q3;
-        C4_Halves(C4_Load(at), C4_Load(at + 16), &q0, &q1);
-        C4_Halves(C4_Load(at + 8), C4_Load(at + 24), &q2, &q3);
+        C4 q0 = C4_Load_Halves(at, at + 16);
+        C4 q1 = C4_Load_Halves(at + 4, at + 20);
+        C4 q2 = C4_Load_Halves(at + 8, at + 24);
+        C4 q3 = C4_Load_Halves(at + 12, at + 28);
         Turn_Butterfly(q0, q1, q2, q3, factors);
         C4 a, b, c, d;
         C4_Halves(q0, q1, &a, &c);

@@ -28,45 +28,23 @@ static inline void Pre_Step(C4& a, C4& b, C4 pairs, float scale)
 
 // ---- Whole buffers ----
 
-// One bin of each end, for the smallest size.
-static void Post_8(const float* table, float* z)
+// The smallest size: two bins of each end in one register, the middle one in both.
+static inline C4 Post_4(C4 z, const float* table)
 {
-    const float a = z[0];
-    const float b = z[1];
-    z[0] = (a + b) + (a + b);
-    z[1] = (a - b) + (a - b);
-    for (int k = 1; k <= 2; k++, table += 2) {
-        float* low = z + 2 * k;
-        float* high = z + 8 - 2 * k;
-        const float e = low[0] + high[0];
-        const float d = low[1] - high[1];
-        const float p = low[0] - high[0];
-        const float q = low[1] + high[1];
-        const float u = __builtin_fmaf(-p, table[1], q * table[0]);
-        const float w = __builtin_fmaf(p, table[0], q * table[1]);
-        low[0] = e - u;
-        low[1] = w + d;
-        high[0] = e + u;
-        high[1] = w - d;
-    }
+    const C4 first = C4_Sum_Difference(z);
+    C4 lower = C4_Shift(z, z);
+    C4 upper = C4_Reverse(z);
+    Post_Step(lower, upper, C4_Load_Twice(table));
+    return C4_Join(C4_First(C4_Add(first, first), C4_Rotate(lower)), C4_Reverse(upper));
 }
 
-static void Pre_8(const float* table, const float* in, float* out, float scale)
+// Bin 0 is left as it is.
+static inline C4 Pre_4(C4 z, const float* table, float scale)
 {
-    for (int k = 1; k <= 2; k++, table += 2) {
-        const float* low = in + 2 * k;
-        const float* high = in + 8 - 2 * k;
-        const float e = scale * (low[0] + high[0]);
-        const float d = scale * (low[1] - high[1]);
-        const float p = scale * (low[0] - high[0]);
-        const float q = scale * (low[1] + high[1]);
-        const float u = -__builtin_fmaf(-table[1], q, table[0] * p);
-        const float w = __builtin_fmaf(table[1], p, table[0] * q);
-        out[2 * k] = e + w;
-        out[2 * k + 1] = d + u;
-        out[8 - 2 * k] = e - w;
-        out[9 - 2 * k] = u - d;
-    }
+    C4 lower = C4_Shift(z, z);
+    C4 upper = C4_Reverse(z);
+    Pre_Step(lower, upper, C4_Load_Twice(table), scale);
+    return C4_Join(C4_First(z, C4_Rotate(lower)), C4_Reverse(upper));
 }
 
 static inline void Post(uint32_t N, const float* table, float* z)
@@ -101,7 +79,7 @@ static inline void Pre(uint32_t N, const float* table, const float* in, float* o
 void FFT_Real_Post(uint32_t N, const FftPair* table, float* buffer)
 {
     if (N == 8) {
-        Post_8(Table_Floats(table), buffer);
+        C4_Store(buffer, Post_4(C4_Load(buffer), Table_Floats(table)));
     } else {
         Post(N, Table_Floats(table), buffer);
     }
@@ -110,7 +88,10 @@ void FFT_Real_Post(uint32_t N, const FftPair* table, float* buffer)
 void FFT_Real_Pre(uint32_t N, const FftPair* table, const float* in, float* out, float scale)
 {
     if (N == 8) {
-        Pre_8(Table_Floats(table), in, out, scale);
+        const float first[2] = {out[0], out[1]};
+        C4_Store(out, Pre_4(C4_Load(in), Table_Floats(table), scale));
+        out[0] = first[0];
+        out[1] = first[1];
     } else {
         Pre(N, Table_Floats(table), in, out, scale);
     }
@@ -121,25 +102,6 @@ void FFT_Real_Pre(uint32_t N, const FftPair* table, const float* in, float* out,
 static const float* Stage_Table(const FftRealPlan* plan, uint32_t N)
 {
     return Table_Floats(plan->stageTables + N / 4 - 2);
-}
-
-static void Forward_8(const float* table, const float* in, float* out)
-{
-    float z[8];
-    Transform_4<false>(in, z);
-    Post_8(table, z);
-    for (int k = 0; k < 8; k++) {
-        out[k] = z[k];
-    }
-}
-
-static void Inverse_8(const float* table, const float* in, float* out, float scale)
-{
-    float z[8];
-    z[0] = (in[0] + in[1]) * scale;
-    z[1] = (in[0] - in[1]) * scale;
-    Pre_8(table, in, z, scale);
-    Transform_4<true>(z, out);
 }
 
 // For 8 and 16 points, 2 and 4 registers: the passes of whole buffers on what the registers hold.
@@ -153,7 +115,7 @@ template <int Count> static inline void Post_Registers(C4* z, const float* table
         upper[k] = C4_Reverse(z[Count - 1 - k]);
         Post_Step(lower[k], upper[k], C4_Load(table + 8 * k));
     }
-    C4_Store(out, C4_Unshift(C4_Reverse(C4_Add(first, first)), lower[0]));
+    C4_Store(out, C4_First(C4_Add(first, first), C4_Rotate(lower[0])));
     for (int k = 1; k < Count / 2; k++) {
         C4_Store(out + 8 * k, C4_Unshift(lower[k - 1], lower[k]));
     }
@@ -174,7 +136,7 @@ static inline void Pre_Registers(const float* in, const float* table, float scal
         upper[k] = C4_Reverse(z[Count - 1 - k]);
         Pre_Step(lower[k], upper[k], C4_Load(table + 8 * k), scale);
     }
-    z[0] = C4_Unshift(C4_Reverse(first), lower[0]);
+    z[0] = C4_First(first, C4_Rotate(lower[0]));
     for (int k = 1; k < Count / 2; k++) {
         z[k] = C4_Unshift(lower[k - 1], lower[k]);
     }
@@ -220,7 +182,7 @@ void FFT_Real_Forward(const FftRealPlan* plan, uint32_t N, const float* in, floa
         Transform_8<false>(z, Table_Floats(points->oddTables));
         Post_Registers<2>(z, table, out);
     } else {
-        Forward_8(table, in, out);
+        C4_Store(out, Post_4(Transform_4<false>(C4_Load(in)), table));
     }
 }
 
@@ -241,6 +203,8 @@ void FFT_Real_Inverse(const FftRealPlan* plan, uint32_t N, const float* in, floa
         Transform_8<true>(z, Table_Floats(points->oddTables));
         Store_All(out, z, 2);
     } else {
-        Inverse_8(table, in, out, scale);
+        const C4 bins = C4_Load(in);
+        const C4 first = C4_Scale(C4_Sum_Difference(bins), scale);
+        C4_Store(out, Transform_4<true>(C4_First(first, Pre_4(bins, table, scale))));
     }
 }

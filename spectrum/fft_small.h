@@ -22,28 +22,23 @@ inline void Store_All(float* out, const C4* z, int count)
     }
 }
 
-// Four points, one at a time: nothing to turn.
-template <bool Back> inline void Transform_4(const float* in, float* out)
+// Times -i, or i with Back.
+template <bool Back> inline C4 Quarter_Turn(C4 a)
 {
-    const float sum_re = in[0] + in[4];
-    const float sum_im = in[1] + in[5];
-    const float difference_re = in[0] - in[4];
-    const float difference_im = in[1] - in[5];
-    const float far_sum_re = in[2] + in[6];
-    const float far_sum_im = in[3] + in[7];
-    const float far_difference_re = in[2] - in[6];
-    const float far_difference_im = in[3] - in[7];
-    // Here all of in has been read.
-    float* second = Back ? out + 6 : out + 2;
-    float* fourth = Back ? out + 2 : out + 6;
-    out[0] = sum_re + far_sum_re;
-    out[1] = sum_im + far_sum_im;
-    out[4] = sum_re - far_sum_re;
-    out[5] = sum_im - far_sum_im;
-    second[0] = difference_re + far_difference_im;
-    second[1] = difference_im - far_difference_re;
-    fourth[0] = difference_re - far_difference_im;
-    fourth[1] = difference_im + far_difference_re;
+    return Back ? C4_Swap(C4_Conj(a)) : C4_Conj(C4_Swap(a));
+}
+
+// Four points: one butterfly, nothing to turn.
+template <bool Back> inline C4 Transform_4(C4 z)
+{
+    C4 low;
+    C4 high;
+    C4_Halves(z, z, &low, &high);
+    const C4 sum = C4_Add(low, high);
+    const C4 difference = C4_Sub(low, high);
+    const C4 near = C4_Even(sum, difference);
+    const C4 far = C4_Odd(sum, Quarter_Turn<Back>(difference));
+    return C4_Join(C4_Add(near, far), C4_Sub(near, far));
 }
 
 // Eight points: a radix-2 stage, then one radix-4 block whose quarters are half registers.
@@ -53,13 +48,13 @@ template <bool Back> inline void Transform_8(C4* z, const float* table)
     const C4 difference = C4_Sub(z[0], z[1]);
     C4 even; // quarters 0 and 2
     C4 odd;  // quarters 1 and 3
-    C4_Zip(sum, difference, &even, &odd);
+    C4_Halves(C4_Even(sum, difference), C4_Odd(sum, difference), &even, &odd);
     odd = C4_Turn(odd, W4_Of<Back>(C4_Load_Halves(table + 8, table)));
     even = C4_Join(even, C4_Turn(even, W4_Of<Back>(C4_Load_Twice(table + 4))));
     C4 near;
     C4 far;
     C4_Halves(C4_Add(even, odd), C4_Sub(even, odd), &near, &far);
-    far = C4_Join(far, Back ? C4_Swap(C4_Conj(far)) : C4_Conj(C4_Swap(far)));
+    far = C4_Join(far, Quarter_Turn<Back>(far));
     z[0] = C4_Add(near, far);
     z[1] = C4_Sub(near, far);
 }

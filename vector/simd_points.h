@@ -90,19 +90,6 @@ inline void C4_Store(float* to, C4 a)
 #endif
 }
 
-// C4_Store_One: point 0 only.
-inline void C4_Store_One(float* to, C4 a)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    to[0] = a.re[0];
-    to[1] = a.im[0];
-#elif defined(__aarch64__)
-    vst2q_lane_f32(to, (float32x4x2_t{{a.re, a.im}}), 0);
-#else
-    _mm_storel_pi(reinterpret_cast<__m64*>(to), _mm256_castps256_ps128(a.v));
-#endif
-}
-
 // C4_Load_Halves: points 0 and 1 from low, points 2 and 3 from high.
 inline C4 C4_Load_Halves(const float* low, const float* high)
 {
@@ -378,19 +365,15 @@ inline C4 C4_Reverse(C4 a)
 #endif
 }
 
-// C4_Mirror: points (first[0], rest[3], rest[2], rest[1]).
-inline C4 C4_Mirror(C4 first, C4 rest)
+// C4_Rotate: points (a[3], a[0], a[1], a[2]).
+inline C4 C4_Rotate(C4 a)
 {
 #if defined(OMBRINE_PLAIN_SIMD)
-    return {{first.re[0], rest.re[3], rest.re[2], rest.re[1]},
-            {first.im[0], rest.im[3], rest.im[2], rest.im[1]}};
+    return {{a.re[3], a.re[0], a.re[1], a.re[2]}, {a.im[3], a.im[0], a.im[1], a.im[2]}};
 #elif defined(__aarch64__)
-    const float32x4_t re = vrev64q_f32(vcopyq_laneq_f32(rest.re, 0, first.re, 0)); // 1 0 3 2
-    const float32x4_t im = vrev64q_f32(vcopyq_laneq_f32(rest.im, 0, first.im, 0));
-    return {vextq_f32(re, re, 1), vextq_f32(im, im, 1)};
+    return {vextq_f32(a.re, a.re, 3), vextq_f32(a.im, a.im, 3)};
 #else
-    return {_mm256_castpd_ps(
-        _mm256_permute4x64_pd(_mm256_castps_pd(_mm256_blend_ps(rest.v, first.v, 0x03)), 0x6C))};
+    return {_mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(a.v), 0x93))};
 #endif
 }
 
@@ -463,54 +446,38 @@ inline C4 C4_Join(C4 a, C4 b)
 #endif
 }
 
-// C4_Zip: the points of a and b in turn, a first; the first four of the eight, then the rest.
-inline void C4_Zip(C4 a, C4 b, C4* first, C4* second)
+// C4_Even: points (a[0], b[0], a[2], b[2]). C4_Odd: points (a[1], b[1], a[3], b[3]).
+inline C4 C4_Even(C4 a, C4 b)
 {
 #if defined(OMBRINE_PLAIN_SIMD)
-    *first = {{a.re[0], b.re[0], a.re[1], b.re[1]}, {a.im[0], b.im[0], a.im[1], b.im[1]}};
-    *second = {{a.re[2], b.re[2], a.re[3], b.re[3]}, {a.im[2], b.im[2], a.im[3], b.im[3]}};
+    return {{a.re[0], b.re[0], a.re[2], b.re[2]}, {a.im[0], b.im[0], a.im[2], b.im[2]}};
 #elif defined(__aarch64__)
-    *first = {vzip1q_f32(a.re, b.re), vzip1q_f32(a.im, b.im)};
-    *second = {vzip2q_f32(a.re, b.re), vzip2q_f32(a.im, b.im)};
+    return {vtrn1q_f32(a.re, b.re), vtrn1q_f32(a.im, b.im)};
 #else
-    const __m256d even = _mm256_unpacklo_pd(_mm256_castps_pd(a.v), _mm256_castps_pd(b.v));
-    const __m256d odd = _mm256_unpackhi_pd(_mm256_castps_pd(a.v), _mm256_castps_pd(b.v));
-    *first = {_mm256_castpd_ps(_mm256_permute2f128_pd(even, odd, 0x20))};
-    *second = {_mm256_castpd_ps(_mm256_permute2f128_pd(even, odd, 0x31))};
+    return {_mm256_castpd_ps(_mm256_unpacklo_pd(_mm256_castps_pd(a.v), _mm256_castps_pd(b.v)))};
+#endif
+}
+
+inline C4 C4_Odd(C4 a, C4 b)
+{
+#if defined(OMBRINE_PLAIN_SIMD)
+    return {{a.re[1], b.re[1], a.re[3], b.re[3]}, {a.im[1], b.im[1], a.im[3], b.im[3]}};
+#elif defined(__aarch64__)
+    return {vtrn2q_f32(a.re, b.re), vtrn2q_f32(a.im, b.im)};
+#else
+    return {_mm256_castpd_ps(_mm256_unpackhi_pd(_mm256_castps_pd(a.v), _mm256_castps_pd(b.v)))};
 #endif
 }
 
 // C4_Transpose: rows a, b, c, d become columns.
 inline void C4_Transpose(C4& a, C4& b, C4& c, C4& d)
 {
-#if defined(OMBRINE_PLAIN_SIMD)
-    const C4 rows[4] = {a, b, c, d};
-    C4* columns[4] = {&a, &b, &c, &d};
-    for (int i = 0; i < 4; i++) {
-        for (int k = 0; k < 4; k++) {
-            columns[i]->re[k] = rows[k].re[i];
-            columns[i]->im[k] = rows[k].im[i];
-        }
-    }
-#elif defined(__aarch64__)
-    F4 re[4] = {{a.re}, {b.re}, {c.re}, {d.re}};
-    F4 im[4] = {{a.im}, {b.im}, {c.im}, {d.im}};
-    F4_Transpose(re[0], re[1], re[2], re[3]);
-    F4_Transpose(im[0], im[1], im[2], im[3]);
-    a = {re[0].v, im[0].v};
-    b = {re[1].v, im[1].v};
-    c = {re[2].v, im[2].v};
-    d = {re[3].v, im[3].v};
-#else
-    const __m256d even_ab = _mm256_unpacklo_pd(_mm256_castps_pd(a.v), _mm256_castps_pd(b.v));
-    const __m256d odd_ab = _mm256_unpackhi_pd(_mm256_castps_pd(a.v), _mm256_castps_pd(b.v));
-    const __m256d even_cd = _mm256_unpacklo_pd(_mm256_castps_pd(c.v), _mm256_castps_pd(d.v));
-    const __m256d odd_cd = _mm256_unpackhi_pd(_mm256_castps_pd(c.v), _mm256_castps_pd(d.v));
-    a.v = _mm256_castpd_ps(_mm256_permute2f128_pd(even_ab, even_cd, 0x20));
-    b.v = _mm256_castpd_ps(_mm256_permute2f128_pd(odd_ab, odd_cd, 0x20));
-    c.v = _mm256_castpd_ps(_mm256_permute2f128_pd(even_ab, even_cd, 0x31));
-    d.v = _mm256_castpd_ps(_mm256_permute2f128_pd(odd_ab, odd_cd, 0x31));
-#endif
+    const C4 even_ab = C4_Even(a, b);
+    const C4 odd_ab = C4_Odd(a, b);
+    const C4 even_cd = C4_Even(c, d);
+    const C4 odd_cd = C4_Odd(c, d);
+    C4_Halves(even_ab, even_cd, &a, &c);
+    C4_Halves(odd_ab, odd_cd, &b, &d);
 }
 
 } // namespace OMBRINE_SIMD_FORM
