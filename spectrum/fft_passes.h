@@ -117,9 +117,8 @@ template <class Visit> inline void For_Each_Reversed(uint32_t count, Visit visit
         for (uint32_t k = 0; k < far; k++) {
             const uint32_t i = (step * middles + middle) * near;
             const uint32_t reversed = middle_reversed * far + k;
-            visit(i, reversed);
-            if (near == 2) {
-                visit(i + 1, reversed + count / 2);
+            for (uint32_t next = 0; next < near; next++) {
+                visit(i + next, reversed + next * (count / 2));
             }
             step = Next_Reversed(step, far);
         }
@@ -135,30 +134,31 @@ inline void First_Radix_2(uint32_t n, const float* in, float* out, const float* 
     const uint32_t blocks = n / 8;
     const Factors<Back> even = Spread_Factors<Back>(table, 0);
     const Factors<Back> odd = Spread_Factors<Back>(table, 1);
-    For_Each_Reversed(blocks / 4, [&](uint32_t quad, uint32_t block) {
-        const uint32_t first = 4 * quad;
-        C4 sums[4];
-        C4 differences[4];
-        for (size_t m = 0; m < 4; m++) {
-            const size_t row = (m & 1) * 2 + m / 2;
-            const size_t i = row * blocks + first;
-            const C4 a = C4_Load(in + 2 * i);
-            const C4 b = C4_Load(in + 2 * i + n);
-            sums[m] = C4_Add(a, b);
-            differences[m] = C4_Sub(a, b);
-        }
-        Turn_Butterfly(sums[0], sums[1], sums[2], sums[3], even);
-        Turn_Butterfly(differences[0], differences[1], differences[2], differences[3], odd);
-        C4_Transpose(sums[0], differences[0], sums[1], differences[1]);
-        C4_Transpose(sums[2], differences[2], sums[3], differences[3]);
-        const C4 low[4] = {sums[0], differences[0], sums[1], differences[1]};
-        const C4 high[4] = {sums[2], differences[2], sums[3], differences[3]};
-        for (size_t k = 0; k < 4; k++) {
-            float* to = out + 16 * size_t{block + ((k & 1) * 2 + k / 2) * (blocks / 4)};
-            C4_Store(to, low[k]);
-            C4_Store(to + 8, high[k]);
-        }
-    });
+    For_Each_Reversed(
+        blocks / 4, [&](uint32_t quad, uint32_t block) __attribute__((always_inline)) {
+            const uint32_t first = 4 * quad;
+            C4 sums[4];
+            C4 differences[4];
+            for (size_t m = 0; m < 4; m++) {
+                const size_t row = (m & 1) * 2 + m / 2;
+                const size_t i = row * blocks + first;
+                const C4 a = C4_Load(in + 2 * i);
+                const C4 b = C4_Load(in + 2 * i + n);
+                sums[m] = C4_Add(a, b);
+                differences[m] = C4_Sub(a, b);
+            }
+            Turn_Butterfly(sums[0], sums[1], sums[2], sums[3], even);
+            Turn_Butterfly(differences[0], differences[1], differences[2], differences[3], odd);
+            C4_Transpose(sums[0], differences[0], sums[1], differences[1]);
+            C4_Transpose(sums[2], differences[2], sums[3], differences[3]);
+            const C4 low[4] = {sums[0], differences[0], sums[1], differences[1]};
+            const C4 high[4] = {sums[2], differences[2], sums[3], differences[3]};
+            for (size_t k = 0; k < 4; k++) {
+                float* to = out + 16 * size_t{block + ((k & 1) * 2 + k / 2) * (blocks / 4)};
+                C4_Store(to, low[k]);
+                C4_Store(to + 8, high[k]);
+            }
+        });
 }
 
 // A square of four rows n/4 points apart and four points in each, through the first stage and with
@@ -264,12 +264,13 @@ template <bool Back, bool Radix4> inline void First_In_Place(uint32_t n, float* 
 template <bool Back> inline void First_Radix_4(uint32_t n, const float* in, float* out)
 {
     const size_t row = n / 2;
-    For_Each_Reversed(n / 16, [&](uint32_t i, uint32_t reversed) {
-        Square<Back, true> a;
-        a.load(in + 8 * size_t{i}, row);
-        a.transform();
-        a.store(out + 8 * size_t{reversed}, row);
-    });
+    For_Each_Reversed(
+        n / 16, [&](uint32_t i, uint32_t reversed) __attribute__((always_inline)) {
+            Square<Back, true> a;
+            a.load(in + 8 * size_t{i}, row);
+            a.transform();
+            a.store(out + 8 * size_t{reversed}, row);
+        });
 }
 
 // The radix-4 stage of blocks of eight by itself, two blocks at a time, n from 16 on: a quarter is
@@ -299,9 +300,10 @@ template <bool Back> inline void Stage_Of_Eight(uint32_t n, float* data, const f
 // ---- Later stages ----
 
 // One stage with quarters of at least four points; every block reads the same table. The factors
-// are made ready once for the blocks that lie in the cache together.
+// are made ready once for the blocks that lie in the cache together. A function of its own, so that
+// its loop has all registers.
 template <bool Back>
-inline void Stage(float* data, size_t points, size_t quarter, const float* table)
+__attribute__((noinline)) void Stage(float* data, size_t points, size_t quarter, const float* table)
 {
     const size_t block = 8 * quarter; // floats
     float* end = data + 2 * points;
