@@ -2,7 +2,11 @@
 // libraries on the same buffers. All contenders of one case run in turn within a round, so that a
 // change of the machine's clock meets all of them; ratios are taken from one run only.
 //
-//   fft [--csv FILE] [--rounds R] [--only N]
+//   bench_fft [--csv FILE] [--rounds R] [--only N] [--ring K]
+//
+// In place the result of one transform is the input of the next on that buffer. So that small sizes
+// are not measured as the time from one result to the next, they go round a ring of buffers; the
+// option --ring 1 asks for a single one.
 //
 // The CSV has a row for each contender and case: the least and the median time of one transform
 // over the rounds. Each library computes its own scaling and its own packing of the spectrum.
@@ -37,6 +41,7 @@ struct Case {
     uint32_t n;
     bool inverse;
     bool in_place;
+    uint32_t ring; // pairs of buffers; one pair out of place
 };
 
 struct Contender {
@@ -45,14 +50,17 @@ struct Contender {
     std::vector<double> nanoseconds;
 };
 
-// Room for N/2 + 1 points and one vector more, on the boundary of a page.
+// Copies of N/2 + 1 points, each on a cache line of its own, from the boundary of a page on.
 struct Buffer {
     float* data;
+    size_t stride; // floats
 
-    explicit Buffer(uint32_t n)
-        : data(static_cast<float*>(aligned_alloc(4096, (size_t{n} * 4 + 8191) & ~size_t{4095})))
+    explicit Buffer(uint32_t n, uint32_t copies = 1)
+        : data(nullptr), stride((size_t{n} + 2 + 15) & ~size_t{15})
     {
-        memset(data, 0, size_t{n} * 4 + 64);
+        const size_t bytes = (copies * stride * sizeof(float) + 4095) & ~size_t{4095};
+        data = static_cast<float*>(aligned_alloc(4096, bytes));
+        memset(data, 0, bytes);
     }
     ~Buffer()
     {
@@ -80,32 +88,49 @@ void Fill_Random(float* data, uint32_t n)
 // ---- Contenders ----
 
 void Add_Ours(std::vector<Contender>* list, const Case& c, const FftRealPlan* plan, float* in,
-              float* out)
+              float* out, size_t stride)
 {
     const auto transform = c.inverse ? FFT_Real_Inverse : FFT_Real_Forward;
     list->push_back({"ours",
                      [=](uint32_t times) {
-                         while (times-- > 0) {
-                             transform(plan, c.n, in, out);
+                         for (size_t k = 0; times-- > 0; k = (k + 1) & (c.ring - 1)) {
+                             transform(plan, c.n, in + k * stride, out + k * stride);
                          }
                      },
                      {}});
 }
 
 void Add_Fftw(std::vector<Contender>* list, const Case& c, unsigned flag, const char* name,
-              float* in, float* out)
+              float* in, float* out, size_t stride)
 {
     const int n = static_cast<int>(c.n);
     fftwf_plan plan =
         c.inverse ? fftwf_plan_dft_c2r_1d(n, reinterpret_cast<fftwf_complex*>(in), out, flag)
                   : fftwf_plan_dft_r2c_1d(n, in, reinterpret_cast<fftwf_complex*>(out), flag);
-    list->push_back({name,
-                     [=](uint32_t times) {
-                         while (times-- > 0) {
-                             fftwf_execute(plan);
-                         }
-                     },
-                     {}});
+    if (c.ring == 1) {
+        list->push_back({name,
+                         [=](uint32_t times) {
+                             while (times-- > 0) {
+                                 fftwf_execute(plan);
+                             }
+                         },
+                         {}});
+        return;
+    }
+    list->push_back(
+        {name,
+         [=](uint32_t times) {
+             for (size_t k = 0; times-- > 0; k = (k + 1) & (c.ring - 1)) {
+                 float* a = in + k * stride;
+                 float* b = out + k * stride;
+                 if (c.inverse) {
+                     fftwf_execute_dft_c2r(plan, reinterpret_cast<fftwf_complex*>(a), b);
+                 } else {
+                     fftwf_execute_dft_r2c(plan, a, reinterpret_cast<fftwf_complex*>(b));
+                 }
+             }
+         },
+         {}});
 }
 
 #if defined(HAVE_KISSFFT)
@@ -200,9 +225,9 @@ Times Times_Of(const Contender& c)
 // The same answer from the peer, before anything is timed.
 bool Agrees(const FftRealPlan* plan, uint32_t n)
 {
-    Buffer in(n + 2);
-    Buffer ours(n + 2);
-    Buffer theirs(n + 2);
+    Buffer in(n);
+    Buffer ours(n);
+    Buffer theirs(n);
     fftwf_plan peer = fftwf_plan_dft_r2c_1d(
         static_cast<int>(n), in.data, reinterpret_cast<fftwf_complex*>(theirs.data), FFTW_ESTIMATE);
     Fill_Random(in.data, n);
@@ -224,6 +249,7 @@ int main(int argc, char** argv)
     const char* csv_name = nullptr;
     int rounds = 51;
     uint32_t only = 0;
+    uint32_t most_buffers = 16;
     for (int k = 1; k + 1 < argc; k += 2) {
         const std::string option = argv[k];
         if (option == "--csv") {
@@ -232,8 +258,10 @@ int main(int argc, char** argv)
             rounds = atoi(argv[k + 1]);
         } else if (option == "--only") {
             only = static_cast<uint32_t>(atoi(argv[k + 1]));
+        } else if (option == "--ring") {
+            most_buffers = static_cast<uint32_t>(atoi(argv[k + 1])); // a power of two
         } else {
-            fprintf(stderr, "usage: fft [--csv FILE] [--rounds R] [--only N]\n");
+            fprintf(stderr, "usage: bench_fft [--csv FILE] [--rounds R] [--only N] [--ring K]\n");
             return 1;
         }
     }
@@ -256,14 +284,15 @@ int main(int argc, char** argv)
                     fprintf(stderr, "results differ at %u\n", n);
                     return 1;
                 }
-                const Case c = {n, inverse, in_place};
-                Buffer in(n + 2);
-                Buffer second(n + 2);
+                const uint32_t fitting = std::max(1u, std::min(most_buffers, 1024 / n));
+                const Case c = {n, inverse, in_place, in_place ? fitting : 1};
+                Buffer in(n, c.ring);
+                Buffer second(n);
                 float* out = in_place ? in.data : second.data;
                 std::vector<Contender> list;
-                Add_Ours(&list, c, plan, in.data, out);
-                Add_Fftw(&list, c, FFTW_MEASURE, "fftw measure", in.data, out);
-                Add_Fftw(&list, c, FFTW_ESTIMATE, "fftw estimate", in.data, out);
+                Add_Ours(&list, c, plan, in.data, out, in.stride);
+                Add_Fftw(&list, c, FFTW_MEASURE, "fftw measure", in.data, out, in.stride);
+                Add_Fftw(&list, c, FFTW_ESTIMATE, "fftw estimate", in.data, out, in.stride);
 #if defined(HAVE_KISSFFT)
                 Add_Kiss(&list, c, in.data, out);
 #endif
@@ -273,7 +302,7 @@ int main(int argc, char** argv)
                 // In place the result is the next input: zeros, which do not grow.
                 Measure(&list, rounds, [&] {
                     if (in_place) {
-                        memset(in.data, 0, (n + 2) * sizeof(float));
+                        memset(in.data, 0, c.ring * in.stride * sizeof(float));
                     } else {
                         Fill_Random(in.data, n);
                         in.data[n] = 0.0f;
