@@ -14,8 +14,10 @@
 inline namespace OMBRINE_SIMD_FORM
 {
 
-// Above this many points the order of the first pass is chosen for the second-level cache.
-constexpr uint32_t Large = 8192;
+// Above this many points two buffers, or one, no longer fit in a first-level cache, and the first
+// pass goes in another order.
+constexpr uint32_t Runs_Above = 4096;
+constexpr uint32_t Squares_Above = 8192;
 
 inline const float* Table_Floats(const FftPair* table)
 {
@@ -102,39 +104,38 @@ inline uint32_t Next_Reversed(uint32_t r, uint32_t count)
 
 // ---- First stages ----
 
-// Calls visit(i, i reversed) for all i below count. The order is made for the caches: two
-// neighbours, which share a cache line of the source, then up to sixteen places whose reverses are
+// Calls visit(i, i reversed) for all i below count. With Runs the order is made for the caches: two
+// neighbours, which share a cache line of the source, then sixteen places whose reverses are
 // neighbours, so that the result is written in longer runs. In plain order every store of a large
 // transform meets another cache line and another page.
-template <class Visit> inline void For_Each_Reversed(uint32_t count, Visit visit)
+template <bool Runs, class Visit> inline void For_Each_Reversed(uint32_t count, Visit visit)
 {
-    const uint32_t near = count > 1 ? 2 : 1;
-    const uint32_t far = count / near < 16 ? count / near : 16;
-    const uint32_t middles = count / (near * far);
-    uint32_t middle_reversed = 0;
+    constexpr uint32_t Near = Runs ? 2 : 1;
+    constexpr uint32_t Far = Runs ? 16 : 1;
+    const uint32_t middles = count / (Near * Far);
+    uint32_t reversed = 0;
     for (uint32_t middle = 0; middle < middles; middle++) {
         uint32_t step = 0;
-        for (uint32_t k = 0; k < far; k++) {
-            const uint32_t i = (step * middles + middle) * near;
-            const uint32_t reversed = middle_reversed * far + k;
-            for (uint32_t next = 0; next < near; next++) {
-                visit(i + next, reversed + next * (count / 2));
+        for (uint32_t k = 0; k < Far; k++) {
+            for (uint32_t next = 0; next < Near; next++) {
+                visit((step * middles + middle) * Near + next,
+                      reversed * Far + k + next * (count / 2));
             }
-            step = Next_Reversed(step, far);
+            step = Next_Reversed(step, Far);
         }
-        middle_reversed = Next_Reversed(middle_reversed, middles);
+        reversed = Next_Reversed(reversed, middles);
     }
 }
 
 // The first two stages of odd log2 n, from 32 on, out of place: a radix-2 stage and the radix-4
 // stage of blocks of eight, four blocks at a time.
-template <bool Back>
+template <bool Back, bool Runs>
 inline void First_Radix_2(uint32_t n, const float* in, float* out, const float* table)
 {
     const uint32_t blocks = n / 8;
     const Factors<Back> even = Spread_Factors<Back>(table, 0);
     const Factors<Back> odd = Spread_Factors<Back>(table, 1);
-    For_Each_Reversed(
+    For_Each_Reversed<Runs>(
         blocks / 4, [&](uint32_t quad, uint32_t block) __attribute__((always_inline)) {
             const uint32_t first = 4 * quad;
             C4 sums[4];
@@ -253,7 +254,7 @@ template <bool Back, bool Radix4, uint32_t Side> inline void Exchange_All(uint32
 
 template <bool Back, bool Radix4> inline void First_In_Place(uint32_t n, float* data)
 {
-    if (n > Large) {
+    if (n > Squares_Above) {
         Exchange_All<Back, Radix4, 4>(n, data);
     } else {
         Exchange_All<Back, Radix4, 1>(n, data);
@@ -261,10 +262,10 @@ template <bool Back, bool Radix4> inline void First_In_Place(uint32_t n, float* 
 }
 
 // The first radix-4 stage alone, out of place.
-template <bool Back> inline void First_Radix_4(uint32_t n, const float* in, float* out)
+template <bool Back, bool Runs> inline void First_Radix_4(uint32_t n, const float* in, float* out)
 {
     const size_t row = n / 2;
-    For_Each_Reversed(
+    For_Each_Reversed<Runs>(
         n / 16, [&](uint32_t i, uint32_t reversed) __attribute__((always_inline)) {
             Square<Back, true> a;
             a.load(in + 8 * size_t{i}, row);
@@ -315,36 +316,30 @@ __attribute__((noinline)) void Stage(float* data, size_t points, size_t quarter,
     }
 }
 
-// All stages from quarter (at least 4 points) on. A part that fits in the first-level cache goes
+// All stages from quarter (4 or 8 points) on. A part that fits in the first-level cache goes
 // through all of its stages before the next one is touched; blocks do not meet before a later
 // stage, so the order does not show in the result.
 template <bool Back>
 inline void Later_Stages(float* data, size_t n, size_t quarter, const float* table)
 {
-    constexpr size_t Part = 2048; // points
-    if (n > Part) {
-        size_t part = 4 * quarter;
-        while (part * 4 <= Part) {
-            part *= 4;
-        }
-        for (size_t at = 0; at < n; at += part) {
-            Later_Stages<Back>(data + 2 * at, part, quarter, table);
-        }
-        while (4 * quarter <= part) {
-            table += 6 * quarter;
-            quarter *= 4;
-        }
-        for (; 4 * quarter <= n; quarter *= 4) {
-            for (size_t at = 0; at < n; at += 4 * quarter) {
-                Stage<Back>(data + 2 * at, 4 * quarter, quarter, table);
-            }
-            table += 6 * quarter;
-        }
-        return;
+    constexpr size_t Most = 2048; // points of a part
+    size_t part = 4 * quarter;
+    while (4 * part <= n && 4 * part <= Most) {
+        part *= 4;
     }
-    for (; 4 * quarter <= n; quarter *= 4) {
-        Stage<Back>(data, n, quarter, table);
-        table += 6 * quarter;
+    const float* next = table;
+    for (size_t at = 0; at < n; at += part) {
+        next = table;
+        for (size_t q = quarter; q < part; q *= 4) {
+            Stage<Back>(data + 2 * at, part, q, next);
+            next += 6 * q;
+        }
+    }
+    for (size_t q = part; q < n; q *= 4) {
+        for (size_t at = 0; at < n; at += 4 * q) {
+            Stage<Back>(data + 2 * at, 4 * q, q, next);
+        }
+        next += 6 * q;
     }
 }
 
@@ -361,7 +356,7 @@ inline void Transform(const FftComplexPlan* plan, uint32_t n, const float* in, f
         if (in == out) {
             First_In_Place<Back, true>(n, out);
         } else {
-            First_Radix_4<Back>(n, in, out);
+            (n > Runs_Above ? First_Radix_4<Back, true> : First_Radix_4<Back, false>)(n, in, out);
         }
     } else {
         table = Table_Floats(plan->oddTables);
@@ -370,7 +365,8 @@ inline void Transform(const FftComplexPlan* plan, uint32_t n, const float* in, f
             First_In_Place<Back, false>(n, out);
             Stage_Of_Eight<Back>(n, out, table);
         } else {
-            First_Radix_2<Back>(n, in, out, table);
+            (n > Runs_Above ? First_Radix_2<Back, true> : First_Radix_2<Back, false>)(n, in, out,
+                                                                                      table);
         }
         table += 12;
     }
