@@ -201,16 +201,18 @@ TEST(Transform, TwoPointsOutOfPlace)
 TEST(RealPost, UntanglesInPlace)
 {
     const RealPlan plan = Make_Real_Plan(Largest);
-    for (uint32_t N = 8; N <= 4096; N *= 2) {
-        const Floats in = Random_Floats(N, N);
-        Floats expected = in;
-        Reference_Post(N, Stage_Table(plan.get(), N), &expected);
-        for (const Form& form : Forms) {
-            SCOPED_TRACE(Name(form, N, false));
-            Guarded buffer(in);
-            form.post(N, Stage_Table(plan.get(), N), buffer.data());
-            EXPECT_EQ(First_Difference(buffer.content(), expected), -1);
-            EXPECT_TRUE(buffer.zones_untouched());
+    for (const InputCase& input : Input_Cases) {
+        for (uint32_t N = 8; N <= 4096; N *= 2) {
+            const Floats in = input.make(N, N);
+            Floats expected = in;
+            Reference_Post(N, Stage_Table(plan.get(), N), &expected);
+            for (const Form& form : Forms) {
+                SCOPED_TRACE(std::string(input.name) + ", " + Name(form, N, false));
+                Guarded buffer(in);
+                form.post(N, Stage_Table(plan.get(), N), buffer.data());
+                EXPECT_EQ(First_Difference(buffer.content(), expected), -1);
+                EXPECT_TRUE(buffer.zones_untouched());
+            }
         }
     }
 }
@@ -218,24 +220,26 @@ TEST(RealPost, UntanglesInPlace)
 TEST(RealPre, TanglesAndLeavesTheFirstTwoSlots)
 {
     const RealPlan plan = Make_Real_Plan(Largest);
-    for (uint32_t N = 8; N <= 4096; N *= 2) {
-        Floats in = Random_Floats(N, N);
-        in[0] = in[1] = std::numeric_limits<float>::quiet_NaN(); // would spread if it were read
-        Floats expected(N, 9.0f);
-        Reference_Pre(N, Stage_Table(plan.get(), N), in, &expected, 0.37f);
-        for (const Form& form : Forms) {
-            SCOPED_TRACE(Name(form, N, true));
-            Guarded from(in);
-            Guarded to(Floats(N, 9.0f));
-            form.pre(N, Stage_Table(plan.get(), N), from.data(), to.data(), 0.37f);
-            EXPECT_EQ(First_Difference(to.content(), expected), -1);
-            EXPECT_EQ(First_Difference(from.content(), in), -1) << "in changed";
-            EXPECT_TRUE(from.zones_untouched() && to.zones_untouched());
-            form.pre(N, Stage_Table(plan.get(), N), from.data(), from.data(), 0.37f);
+    for (const InputCase& input : Input_Cases) {
+        for (uint32_t N = 8; N <= 4096; N *= 2) {
+            Floats in = input.make(N, N);
+            in[0] = in[1] = std::numeric_limits<float>::quiet_NaN(); // would spread if it were read
+            Floats expected(N, 9.0f);
+            Reference_Pre(N, Stage_Table(plan.get(), N), in, &expected, 0.37f);
             Floats in_place = expected;
             in_place[0] = in[0];
             in_place[1] = in[1];
-            EXPECT_EQ(First_Difference(from.content(), in_place), -1) << "in place";
+            for (const Form& form : Forms) {
+                SCOPED_TRACE(std::string(input.name) + ", " + Name(form, N, true));
+                Guarded from(in);
+                Guarded to(Floats(N, 9.0f));
+                form.pre(N, Stage_Table(plan.get(), N), from.data(), to.data(), 0.37f);
+                EXPECT_EQ(First_Difference(to.content(), expected), -1);
+                EXPECT_EQ(First_Difference(from.content(), in), -1) << "in changed";
+                EXPECT_TRUE(from.zones_untouched() && to.zones_untouched());
+                form.pre(N, Stage_Table(plan.get(), N), from.data(), from.data(), 0.37f);
+                EXPECT_EQ(First_Difference(from.content(), in_place), -1) << "in place";
+            }
         }
     }
 }
