@@ -14,7 +14,10 @@ set(OMBRINE_SOURCES
     audiofile/write_header.cpp
     frame/exports.cpp
     frame/float_mode.cpp
-    frame/object.cpp)
+    frame/object.cpp
+    spectrum/fft_complex.cpp
+    spectrum/fft_plan.cpp
+    spectrum/fft_real.cpp)
 list(TRANSFORM OMBRINE_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/)
 
 # No exceptions, no run-time type information, no guards for local statics: nothing of the C++
