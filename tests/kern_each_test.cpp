@@ -206,6 +206,11 @@ static void Check_Run(const EachCase& c, uint32_t n, const Offsets& offsets, Pla
     EXPECT_TRUE(a.Guards_Whole() && b.Guards_Whole() && dst.Guards_Whole()) << "wrote outside";
 }
 
+static void PrintTo(const EachCase& c, std::ostream* stream)
+{
+    *stream << c.name;
+}
+
 class KernEach : public testing::TestWithParam<EachCase>
 {
 };

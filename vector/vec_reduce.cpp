@@ -61,10 +61,11 @@ void VEC_MeanSquare(ObjectHeader* object, uint64_t n, const float* v, float* out
 
 // ---- Extrema ----
 
-// The place of the first element that no later one betters. Only places are kept, so that the
-// element comes out with all its bits, a subnormal one as well.
+// The place of the first element that no later one betters. Out of line, so that the element is
+// loaded again by its place and keeps all its bits: kept in a register, a compiler may take it
+// through a maximum instruction, which makes a subnormal zero.
 template <class Element, class Better>
-static inline uint64_t Best_Place(uint64_t n, const Element* v, Better better)
+[[gnu::noinline]] static uint64_t Best_Place(uint64_t n, const Element* v, Better better)
 {
     uint64_t place = 0;
     for (uint64_t i = 1; i < n; i++) {
