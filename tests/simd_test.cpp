@@ -312,6 +312,9 @@ template <class F> static void Check_Lanes()
 TEST(SimdLanes, FourMoveAsNamed)
 {
     Check_Lanes<F4>();
+    const Counted count;
+    EXPECT_EQ(Lanes_Of(F4_Halves(F4_Load(count.data), F4_Load(count.data + 8))),
+              (std::vector<float>{1, 2, 11, 12}));
 }
 
 TEST(SimdLanes, EightMoveAsNamed)

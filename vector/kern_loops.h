@@ -13,45 +13,45 @@ template <class... Pointers> inline bool All_Aligned(Pointers... pointers)
     return ((reinterpret_cast<uintptr_t>(pointers) | ...) & (Group_Bytes - 1)) == 0;
 }
 
-// The single-element loop. The compiler may widen it, as no element depends on another. Out of
-// line, so that the aligned road stays short.
+template <class F, class Op, class... Sources>
+inline void Run_Step(float* dst, Op op, const Sources*... sources)
+{
+    F_Store(dst, op(F_Load<F>(sources)...));
+}
+
+// The single-element loop of a misaligned call and of what is left. No element depends on another,
+// so eight at a time give the same bits; compilers find that out for the simple operations only.
+// Out of line, so that the aligned road stays short.
 template <class Op, class... Sources>
 [[gnu::noinline]] void Run_Single(uint64_t n, float* dst, Op op, const Sources*... sources)
 {
-    for (uint64_t i = 0; i < n; i++) {
-        dst[i] = op(sources[i]...);
+    uint64_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        Run_Step<F8>(dst + i, op, sources + i...);
+    }
+    for (; i < n; i++) {
+        Run_Step<float>(dst + i, op, sources + i...);
     }
 }
 
-// One step: all of Count registers are loaded before the first is stored.
-template <class F, unsigned Count, class Op, class... Sources>
-inline void Run_Step(float* dst, Op op, const Sources*... sources)
-{
-    F result[Count];
-    for (unsigned k = 0; k < Count; k++) {
-        result[k] = op(F_Load<F>(sources + k * F_Lanes<F>)...);
-    }
-    for (unsigned k = 0; k < Count; k++) {
-        F_Store(dst + k * F_Lanes<F>, result[k]);
-    }
-}
-
-// dst[i] = op(sources[i]...). The wide steps need no boundary of 32 bytes; that all arrays start on
-// one of 16 keeps most of the accesses within a cache line.
+// dst[i] = op(sources[i]...). The wide steps ask for no more than the 16-byte boundary. Each is
+// stored before the next is loaded: with both loaded first the compilers store them backward, which
+// takes a quarter longer in the first-level cache.
 template <class Op, class... Sources>
 inline void Run_Each(uint64_t n, float* dst, Op op, const Sources*... sources)
 {
     uint64_t i = 0;
     if (All_Aligned(dst, sources...)) {
         for (; i + 16 <= n; i += 16) {
-            Run_Step<F8, 2>(dst + i, op, sources + i...);
+            Run_Step<F8>(dst + i, op, sources + i...);
+            Run_Step<F8>(dst + i + 8, op, sources + (i + 8)...);
         }
         if ((n & 8) != 0) {
-            Run_Step<F8, 1>(dst + i, op, sources + i...);
+            Run_Step<F8>(dst + i, op, sources + i...);
             i += 8;
         }
         if ((n & 4) != 0) {
-            Run_Step<F4, 1>(dst + i, op, sources + i...);
+            Run_Step<F4>(dst + i, op, sources + i...);
             i += 4;
         }
     }

@@ -14,16 +14,6 @@ template <bool Conjugate, class F> static inline F Pair_Mul(F a, F b)
     return F_MulAdd(Conjugate ? F_Neg_Odd(imaginary) : F_Neg_Even(imaginary), F_Swap(b), first);
 }
 
-struct Complex {
-    float re, im;
-};
-
-template <bool Conjugate> static inline Complex Bin_Mul(const float* a, const float* b)
-{
-    const float im = Conjugate ? -a[1] : a[1];
-    return {F_NegMulAdd(im, b[1], F_Mul(a[0], b[0])), F_MulAdd(im, b[0], F_Mul(a[0], b[1]))};
-}
-
 // op over slots first to n - 1, whole groups of four, the wide ones last.
 template <class Op> static inline void Run_Groups(uint32_t first, uint32_t n, Op op)
 {
@@ -37,16 +27,13 @@ template <class Op> static inline void Run_Groups(uint32_t first, uint32_t n, Op
     }
 }
 
+// The first four slots hold dc and ny, which are multiplied as they stand, and bin 1.
 template <bool Conjugate>
 static inline void Run_Mul(uint32_t n, const float* a, const float* b, float* dst)
 {
-    const float dc = F_Mul(a[0], b[0]);
-    const float ny = F_Mul(a[1], b[1]);
-    const Complex bin = Bin_Mul<Conjugate>(a + 2, b + 2);
-    dst[0] = dc;
-    dst[1] = ny;
-    dst[2] = bin.re;
-    dst[3] = bin.im;
+    const F4 first_a = F4_Load(a);
+    const F4 first_b = F4_Load(b);
+    F4_Store(dst, F4_Halves(F_Mul(first_a, first_b), Pair_Mul<Conjugate>(first_a, first_b)));
     Run_Groups(4, n, [=](auto width, uint32_t i) {
         using F = decltype(width);
         F_Store(dst + i, Pair_Mul<Conjugate>(F_Load<F>(a + i), F_Load<F>(b + i)));
@@ -86,19 +73,14 @@ template <bool Conjugate> static inline void Run_MulAcc(uint32_t first, uint32_t
 }
 
 template <bool Conjugate>
-static inline void Run_Bin_MulAcc(const float* a, const float* b, float* acc)
-{
-    const Complex product = Bin_Mul<Conjugate>(a, b);
-    acc[0] = F_Add(acc[0], product.re);
-    acc[1] = F_Add(acc[1], product.im);
-}
-
-template <bool Conjugate>
 static inline void Run_FV_MulAcc(uint32_t n, const float* a, const float* b, float* acc)
 {
-    acc[0] = F_MulAdd(a[0], b[0], acc[0]);
-    acc[1] = F_MulAdd(a[1], b[1], acc[1]);
-    Run_Bin_MulAcc<Conjugate>(a + 2, b + 2, acc + 2);
+    const F4 first_a = F4_Load(a);
+    const F4 first_b = F4_Load(b);
+    const F4 sum = F4_Load(acc);
+    const F4 outer = F_MulAdd(first_a, first_b, sum);
+    const F4 bin = F_Add(sum, Pair_Mul<Conjugate>(first_a, first_b));
+    F4_Store(acc, F4_Halves(outer, bin));
     Run_MulAcc<Conjugate>(4, n, a, b, acc);
 }
 
@@ -115,7 +97,10 @@ void KERN_FV_MulAcc_Conj(uint32_t n, const float* a, const float* b, float* acc)
 void KERN_Complex_MulAcc(uint32_t n, const float* a, const float* b, float* acc)
 {
     if (n == 2) {
-        Run_Bin_MulAcc<false>(a, b, acc);
+        const float re = F_NegMulAdd(a[1], b[1], F_Mul(a[0], b[0]));
+        const float im = F_MulAdd(a[1], b[0], F_Mul(a[0], b[1]));
+        acc[0] = F_Add(acc[0], re);
+        acc[1] = F_Add(acc[1], im);
         return;
     }
     Run_MulAcc<false>(0, n, a, b, acc);

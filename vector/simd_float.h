@@ -669,6 +669,18 @@ inline F8 F_Blend(F8 even, F8 odd)
 #endif
 }
 
+// F4_Halves: lanes 0 and 1 of low, lanes 2 and 3 of high; bits.
+inline F4 F4_Halves(F4 low, F4 high)
+{
+#if defined(OMBRINE_PLAIN_SIMD)
+    return {{low.v[0], low.v[1], high.v[2], high.v[3]}};
+#elif defined(__aarch64__)
+    return {vcombine_f32(vget_low_f32(low.v), vget_high_f32(high.v))};
+#else
+    return {_mm_blend_ps(low.v, high.v, 0xC)};
+#endif
+}
+
 // F_Load_Twice<F>: half as many floats as lanes, each in both places of a pair; bits.
 template <class F> F F_Load_Twice(const float* from);
 
