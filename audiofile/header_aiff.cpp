@@ -88,7 +88,8 @@ static void Read_Compression(ObjectHeader* object, AudiofileHandle* handle, int6
                         "LF_ReadHeader_AIFF: Unsupported dataformat in ");
 }
 
-static void Read_Common(ObjectHeader* object, AudiofileHandle* handle, int64_t size)
+// Returns the number of frames.
+static uint64_t Read_Common(ObjectHeader* object, AudiofileHandle* handle, int64_t size)
 {
     uint8_t layout[Layout_Bytes];
     FileAccess_Get_String(object, handle, sizeof layout, layout);
@@ -110,6 +111,7 @@ static void Read_Common(ObjectHeader* object, AudiofileHandle* handle, int64_t s
         Select_Integer_Format(object, handle);
     }
     handle->position = 0;
+    return frames;
 }
 
 static void Read_Sound_Data(ObjectHeader* object, AudiofileHandle* handle, uint64_t body,
@@ -144,6 +146,7 @@ void LF_ReadHeader_AIFF(ObjectHeader* object, AudiofileHandle* handle, uint64_t 
 {
     bool common_seen = false;
     bool sound_seen = false;
+    uint64_t frames = 0;
     uint64_t place = 12;
     while (place < end) {
         uint8_t head[8];
@@ -164,7 +167,7 @@ void LF_ReadHeader_AIFF(ObjectHeader* object, AudiofileHandle* handle, uint64_t 
             Read_Sound_Data(object, handle, place, size);
             sound_seen = true;
         } else if (memcmp(head, "COMM", 4) == 0) {
-            Read_Common(object, handle, static_cast<int64_t>(size));
+            frames = Read_Common(object, handle, static_cast<int64_t>(size));
             common_seen = true;
         } else if (memcmp(head, "FVER", 4) == 0) {
             Read_Version(object, handle, static_cast<int64_t>(size));
@@ -178,7 +181,7 @@ void LF_ReadHeader_AIFF(ObjectHeader* object, AudiofileHandle* handle, uint64_t 
     }
 
     // Only a file that states no frames can do without a sound chunk.
-    if (!common_seen || (!sound_seen && handle->samples != 0)) {
+    if (!common_seen || (!sound_seen && frames != 0)) {
         Refuse_Header(object, handle);
     }
     if (!sound_seen) {

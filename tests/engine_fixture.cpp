@@ -1,6 +1,8 @@
 // The recorder, the scratch files and the byte strings behind tests/engine_fixture.h.
 #include "tests/engine_fixture.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <dirent.h>
@@ -101,6 +103,7 @@ std::string Scratch_Path(const std::string& name)
 
 void Write_File(const std::string& path, const Bytes& bytes)
 {
+    unlink(path.c_str()); // some file systems are slow to cut a file to nothing
     FILE* file = fopen(path.c_str(), "wb");
     if (file == nullptr || fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size() ||
         fclose(file) != 0) {
@@ -138,6 +141,90 @@ int Open_Descriptors()
     }
     closedir(directory);
     return count;
+}
+
+static void Open_Path(OpenedFile* file, OpenMode mode)
+{
+    Make_Recorder(&file->object);
+    file->handle = Make_Handle(&file->object);
+    file->samples = file->channels = 77;
+    file->sample_rate = 77.0;
+    file->descriptors = Open_Descriptors();
+    const auto open = mode == OM_READ_WRITE ? Audiofile_Open_Read_Write : Audiofile_Open_Read;
+    file->stopped = Stops(&file->object, [&] {
+        open(&file->object.header, file->path.c_str(), &file->samples, &file->channels,
+             &file->sample_rate, file->handle);
+    });
+}
+
+OpenedFile::OpenedFile(const Bytes& bytes, OpenMode mode) : path(Scratch_Path("opened"))
+{
+    Write_File(path, bytes);
+    Open_Path(this, mode);
+}
+
+OpenedFile::OpenedFile(const std::string& existing_path, OpenMode mode) : path(existing_path)
+{
+    Open_Path(this, mode);
+}
+
+OpenedFile::~OpenedFile()
+{
+    Drop_Handle(handle, Open_Descriptors() > descriptors);
+}
+
+std::vector<std::string> With_Name(const std::vector<std::string>& texts, const std::string& path)
+{
+    std::vector<std::string> reports;
+    for (const std::string& text : texts) {
+        reports.push_back(text);
+        reports.push_back(text.substr(0, text.find(": ") + 2) + path);
+    }
+    return reports;
+}
+
+void Expect_Opened(const OpenedFile& file, OpenMode mode, FileType file_type,
+                   const HeaderFields& fields, const std::vector<std::string>& warnings)
+{
+    const AudiofileHandle* handle = file.handle;
+    EXPECT_EQ(file.object.reports, With_Name(warnings, file.path));
+    ASSERT_FALSE(file.stopped);
+    EXPECT_EQ(Open_Descriptors(), file.descriptors + 1);
+    EXPECT_EQ(handle->format, fields.format);
+    EXPECT_EQ(handle->bytes_per_sample, fields.bytes_per_sample);
+    EXPECT_EQ(handle->channels, fields.channels);
+    EXPECT_EQ(handle->sample_rate, fields.sample_rate);
+    EXPECT_EQ(handle->data_start, fields.data_start);
+    EXPECT_EQ(handle->data_bytes, fields.data_bytes);
+    EXPECT_EQ(handle->samples, fields.samples);
+    EXPECT_EQ(handle->file_type, file_type);
+    EXPECT_EQ(handle->little_endian, file_type == FT_WAVE ? 1u : 0u);
+    EXPECT_EQ(handle->mode, mode);
+    EXPECT_EQ(handle->position, 0u);
+    EXPECT_EQ(handle->name, file.path);
+    if (mode == OM_READ_WRITE) {
+        EXPECT_EQ(handle->clipped, 0u);
+        EXPECT_EQ(handle->block_pending, 0u);
+    }
+    EXPECT_EQ(ftell(handle->stream), static_cast<long>(fields.data_start));
+    EXPECT_EQ(file.samples, fields.samples);
+    EXPECT_EQ(file.channels, fields.channels);
+    EXPECT_EQ(file.sample_rate, fields.sample_rate);
+}
+
+void Expect_Refused(const OpenedFile& file, const std::vector<std::string>& texts,
+                    bool closes_first)
+{
+    EXPECT_TRUE(file.stopped);
+    EXPECT_EQ(file.object.reports, With_Name(texts, file.path));
+    std::vector<int> descriptors(2 * texts.size(), file.descriptors + 1);
+    if (closes_first) {
+        descriptors.back() = descriptors.end()[-2] = file.descriptors;
+    }
+    EXPECT_EQ(file.object.descriptors, descriptors);
+    EXPECT_EQ(file.samples, 77u);
+    EXPECT_EQ(file.channels, 77u);
+    EXPECT_EQ(file.sample_rate, 77.0);
 }
 
 Bytes Text(const std::string& text)

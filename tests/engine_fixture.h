@@ -41,6 +41,50 @@ Bytes Read_File(const std::string& path);
 // Descriptors this process has open, to see whether a refusal closed its file.
 int Open_Descriptors();
 
+// A file of these bytes opened by Audiofile_Open_Read or, for OM_READ_WRITE, by
+// Audiofile_Open_Read_Write. It ends with all that the open left behind given back.
+struct OpenedFile {
+    RecordingObject object;
+    std::string path;
+    AudiofileHandle* handle;
+    int descriptors; // open before
+    bool stopped;
+    uint64_t samples; // what the open told, 77 where it told nothing
+    uint64_t channels;
+    double sample_rate;
+
+    OpenedFile(const Bytes& bytes, OpenMode mode);
+    OpenedFile(const std::string& existing_path, OpenMode mode);
+    ~OpenedFile();
+    OpenedFile(const OpenedFile&) = delete;
+    OpenedFile& operator=(const OpenedFile&) = delete;
+};
+
+// Reports about a file: each of these texts followed by path under the same severity and code.
+std::vector<std::string> With_Name(const std::vector<std::string>& texts, const std::string& path);
+
+// What a header tells.
+struct HeaderFields {
+    DataFormat format;
+    uint64_t bytes_per_sample;
+    uint64_t channels;
+    double sample_rate;
+    uint64_t data_start;
+    uint64_t data_bytes;
+    uint64_t samples;
+};
+
+// Expects that the open went well: with these warnings alone, with these fields in the record and
+// told to the caller, and with the stream at the first sample.
+void Expect_Opened(const OpenedFile& file, OpenMode mode, FileType file_type,
+                   const HeaderFields& fields, const std::vector<std::string>& warnings);
+
+// Expects that the open was refused: the last of texts is the refusal, the others are warnings
+// before it. The stream was closed before the refusal's two reports, or not at all. The caller was
+// told nothing.
+void Expect_Refused(const OpenedFile& file, const std::vector<std::string>& texts,
+                    bool closes_first);
+
 // Byte strings of a header: text, then integers of a width in either order.
 Bytes Text(const std::string& text);
 Bytes Little(unsigned width, uint64_t value);
