@@ -388,6 +388,44 @@ static bool Measure_Interpolation(const Setting& setting)
     return true;
 }
 
+// ---- Targets ----
+
+struct TargetGroup {
+    const char* what;
+    double target;
+    uint32_t from, to;
+    bool wants_chain;
+};
+static const TargetGroup Target_Groups[] = {
+    {"element-wise, 16 and 64, to VOLK", 0.8, 16, 64, false},
+    {"element-wise, 256 to 65536, to VOLK", 1.3, 256, 65536, false},
+    {"element-wise and extrema, 4M, to VOLK", 1.05, Largest, Largest, false},
+    {"minima and maxima, 16 to 65536, to VOLK", 2.5, 16, 65536, false},
+    {"sums, 4096 to 65536, to their order's chain", 1.15, 4096, 65536, true},
+};
+
+// Medians and worst rows over what each target names, aligned calls.
+static void Print_Targets(const std::vector<Result>& results)
+{
+    printf("\nMedians over the rows of a target\n");
+    for (const TargetGroup& group : Target_Groups) {
+        std::vector<double> ratios;
+        for (const Result& r : results) {
+            const bool inside = r.aligned && r.n >= group.from && r.n <= group.to;
+            if (inside &&
+                (group.wants_chain ? r.to_chain.median != 0.0 : Target(r) == group.target)) {
+                ratios.push_back(group.wants_chain ? r.to_chain.median : r.to_peer.median);
+            }
+        }
+        if (!ratios.empty()) {
+            const Range range = Range_Of(ratios);
+            printf("%-44s %3zu rows  %.2f, target %.2f, %s; worst row %.2f\n", group.what,
+                   ratios.size(), range.median, group.target,
+                   range.median <= group.target ? "met" : "MISSED", range.high);
+        }
+    }
+}
+
 // ---- The program ----
 
 static void Print_Setting(const Setting& setting)
@@ -467,6 +505,7 @@ int main(int argc, char** argv)
             }
         }
     }
+    Print_Targets(results);
     if (std::regex_search("Interpolate_Sinc", std::regex(filter))) {
         good = Measure_Interpolation(setting) && good;
     }

@@ -77,13 +77,17 @@ struct Guarded {
 
     void Fill(const std::vector<float>& values)
     {
-        memcpy(data, values.data(), n * sizeof(float));
+        if (n != 0) {
+            memcpy(data, values.data(), n * sizeof(float));
+        }
     }
 
     std::vector<float> Values() const
     {
         std::vector<float> values(n);
-        memcpy(values.data(), data, n * sizeof(float));
+        if (n != 0) {
+            memcpy(values.data(), data, n * sizeof(float));
+        }
         return values;
     }
 
