@@ -130,24 +130,15 @@ template <unsigned Width> struct IntegerFormat {
         }
     }
 
-    // True if no word would change by cutting it to Width bytes.
+    // True if no word would change by cutting it to Width bytes. Counted from the minimum, a word
+    // in range has no bit above them.
     static bool All_Fit(const int64_t* samples, uint64_t count)
     {
-        constexpr int Unused = 32 - 8 * Width;
-        I4 changed = I4_Set(0);
-        uint64_t i = 0;
-        for (; i + 4 <= count; i += 4) {
-            const I4 low = I4_Load_Low(samples + i);
-            const I4 cut = I4_Shift_Right<Unused>(I4_Shift_Left<Unused>(low));
-            const I4 sign = I4_Shift_Right<31>(low);
-            changed = I4_Or(changed, I4_Xor(cut, low));
-            changed = I4_Or(changed, I4_Xor(sign, I4_Load_High(samples + i)));
+        uint64_t bits = 0;
+        for (uint64_t i = 0; i < count; i++) {
+            bits |= static_cast<uint64_t>(samples[i]) - static_cast<uint64_t>(Minimum);
         }
-        bool fit = !I4_Any(changed);
-        for (; i < count; i++) {
-            fit = fit && samples[i] >= Minimum && samples[i] <= Maximum;
-        }
-        return fit;
+        return bits >> 8 * Width == 0;
     }
 };
 
@@ -203,7 +194,13 @@ struct FloatFormat {
         if (handle->little_endian == 0) {
             Refuse(object, handle, "FileDRDW_DW_FLOAT32: Data type not supported yet in file ");
         }
-        for (uint64_t i = 0; i < count; i++) {
+        const F4 inverse = F4_Set(Float_Inverse);
+        uint64_t i = 0;
+        for (; i + 4 <= count; i += 4) {
+            const F4 value = F4_Mul(F4_From_Words(samples + i), inverse);
+            B16_Store_Part<16>(bytes + 4 * i, B16_From_F4(value));
+        }
+        for (; i < count; i++) {
             const float value = static_cast<float>(samples[i]) * Float_Inverse;
             memcpy(bytes + 4 * i, &value, sizeof value);
         }

@@ -46,6 +46,9 @@ static int64_t* Take_Words(ObjectHeader* object, uint64_t count)
 // that the stream sees the same calls as for one transfer, and at least one call for a count of 0.
 static uint64_t Tile_Size(const AudiofileHandle* handle, uint64_t count)
 {
+    if (count <= Tile_Words / 2) {
+        return count; // less than any tile
+    }
     const uint64_t pass = FileDRDW_Pass_Samples(handle->format);
     if (handle->mode == OM_READ_WRITE || pass == 0 || handle->channels == 0) {
         return count;

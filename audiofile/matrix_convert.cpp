@@ -13,19 +13,11 @@ static float Float_Of(int64_t word, float factor)
     return static_cast<float>(word) * factor;
 }
 
-// Four neighbouring words. Where they all fit in 32 bits converting the low halves rounds the same;
-// Narrow says that they do, as those of every integer format.
+// Four neighbouring words. Narrow says that they fit in 32 bits, as those of every integer format;
+// then converting the low halves rounds the same.
 template <bool Narrow> static F4 Four_Floats(const int64_t* words, F4 factor)
 {
-    const I4 low = I4_Load_Low(words);
-    if (!Narrow && I4_Any(I4_Xor(I4_Shift_Right<31>(low), I4_Load_High(words)))) {
-        float wide[4];
-        for (int k = 0; k < 4; k++) {
-            wide[k] = static_cast<float>(words[k]);
-        }
-        return F4_Mul(F4_Load(wide), factor);
-    }
-    return F4_Mul(F4_From_I4(low), factor);
+    return F4_Mul(Narrow ? F4_From_I4(I4_Load_Low(words)) : F4_From_Words(words), factor);
 }
 
 template <bool Narrow>
@@ -152,18 +144,24 @@ static int64_t Word_Of(float value, const Rounding& r, uint64_t* clipped)
     return static_cast<int64_t>(x >= 0.0 ? x + 0.5 : x - 0.5);
 }
 
-// True if the four values need no limiting and no wide word; then *words holds them.
-static bool Four_Words(F4 values, const Rounding& r, I4* words)
+// The same for four lanes, kept in registers over a loop.
+struct RoundingLanes {
+    D4 gain;
+    D4 fast_high;
+    D4 fast_low;
+};
+
+static D4 Scaled(F4 values, const RoundingLanes& lanes)
 {
-    const D4 x = D4_Mul(D4_From_F4(values), D4_Set(r.gain));
-    if (!D4_All_Within(x, D4_Set(r.fast_low), D4_Set(r.fast_high))) {
-        return false;
-    }
-    *words = I4_Round_Away(x);
-    return true;
+    return D4_Mul(D4_From_F4(values), lanes.gain);
 }
 
-// Four frames of up to four channels, to words of channels words a frame, one value at a time.
+static bool Is_Fast(D4 x, const RoundingLanes& lanes)
+{
+    return D4_All_Within(x, lanes.fast_low, lanes.fast_high);
+}
+
+// frames frames of channel_count channels from channel on, one value at a time.
 static uint64_t Gather_Plain(const float* const* buffers, uint64_t first, uint64_t frames,
                              uint64_t channel, uint64_t channel_count, uint64_t channels,
                              int64_t* words, const Rounding& r)
@@ -177,77 +175,102 @@ static uint64_t Gather_Plain(const float* const* buffers, uint64_t first, uint64
     return clipped;
 }
 
-static bool Gather_1(const float* const* buffers, uint64_t place, int64_t* words, const Rounding& r)
+// The whole blocks of four frames, one loop for each shape, so that each keeps its constants in
+// registers.
+static uint64_t Gather_1(const float* const* buffers, uint64_t first, uint64_t frames,
+                         int64_t* words, const Rounding& r, RoundingLanes lanes)
 {
-    I4 four;
-    if (!Four_Words(F4_Load(buffers[0] + place), r, &four)) {
-        return false;
+    uint64_t clipped = 0;
+    const float* in = buffers[0] + first;
+    for (uint64_t f = 0; f + 4 <= frames; f += 4) {
+        const D4 x = Scaled(F4_Load(in + f), lanes);
+        if (Is_Fast(x, lanes)) {
+            I4_Store_Words(words + f, I4_Round_Away(x));
+        } else {
+            clipped += Gather_Plain(buffers, first + f, 4, 0, 1, 1, words + f, r);
+        }
     }
-    I4_Store_Words(words, four);
-    return true;
+    return clipped;
 }
 
-static bool Gather_2(const float* const* buffers, uint64_t place, int64_t* words, const Rounding& r)
+static uint64_t Gather_2(const float* const* buffers, uint64_t first, uint64_t frames,
+                         int64_t* words, const Rounding& r, RoundingLanes lanes)
 {
-    F4 first;
-    F4 second;
-    F4_Zip(F4_Load(buffers[0] + place), F4_Load(buffers[1] + place), &first, &second);
-    I4 low;
-    I4 high;
-    if (!Four_Words(first, r, &low) || !Four_Words(second, r, &high)) {
-        return false;
+    uint64_t clipped = 0;
+    const float* left = buffers[0] + first;
+    const float* right = buffers[1] + first;
+    for (uint64_t f = 0; f + 4 <= frames; f += 4) {
+        F4 early;
+        F4 late;
+        F4_Zip(F4_Load(left + f), F4_Load(right + f), &early, &late);
+        const D4 x = Scaled(early, lanes);
+        const D4 y = Scaled(late, lanes);
+        if (Is_Fast(x, lanes) && Is_Fast(y, lanes)) {
+            I4_Store_Words(words + 2 * f, I4_Round_Away(x));
+            I4_Store_Words(words + 2 * f + 4, I4_Round_Away(y));
+        } else {
+            clipped += Gather_Plain(buffers, first + f, 4, 0, 2, 2, words + 2 * f, r);
+        }
     }
-    I4_Store_Words(words, low);
-    I4_Store_Words(words + 4, high);
-    return true;
+    return clipped;
 }
 
+// Four frames of four channels; false if a value needs the plain road.
 static bool Gather_Square(const float* const* buffers, uint64_t place, uint64_t channels,
-                          int64_t* words, const Rounding& r)
+                          int64_t* words, RoundingLanes lanes)
 {
     F4 rows[4];
     for (int k = 0; k < 4; k++) {
         rows[k] = F4_Load(buffers[k] + place);
     }
     F4_Transpose(rows[0], rows[1], rows[2], rows[3]);
-    I4 four[4];
+    D4 x[4];
+    bool fast = true;
     for (int k = 0; k < 4; k++) {
-        if (!Four_Words(rows[k], r, &four[k])) {
-            return false;
-        }
+        x[k] = Scaled(rows[k], lanes);
+        fast = fast && Is_Fast(x[k], lanes);
+    }
+    if (!fast) {
+        return false;
     }
     for (uint64_t k = 0; k < 4; k++) {
-        I4_Store_Words(words + k * channels, four[k]);
+        I4_Store_Words(words + k * channels, I4_Round_Away(x[k]));
     }
     return true;
+}
+
+static uint64_t Gather_Squares(const float* const* buffers, uint64_t first, uint64_t frames,
+                               uint64_t channels, int64_t* words, const Rounding& r,
+                               RoundingLanes lanes)
+{
+    uint64_t clipped = 0;
+    for (uint64_t f = 0; f + 4 <= frames; f += 4) {
+        int64_t* block = words + f * channels;
+        uint64_t c = 0;
+        for (; c + 4 <= channels; c += 4) {
+            if (!Gather_Square(buffers + c, first + f, channels, block + c, lanes)) {
+                clipped += Gather_Plain(buffers, first + f, 4, c, 4, channels, block, r);
+            }
+        }
+        clipped += Gather_Plain(buffers, first + f, 4, c, channels - c, channels, block, r);
+    }
+    return clipped;
 }
 
 uint64_t Matrix_Gather_Words(const float* const* channel_buffers, uint64_t first, uint64_t frames,
                              uint64_t channels, int64_t* words, const WordRange& range, double gain)
 {
     const Rounding r = Make_Rounding(range, gain);
+    const RoundingLanes lanes = {D4_Set(r.gain), D4_Set(r.fast_high), D4_Set(r.fast_low)};
     uint64_t clipped = 0;
-    uint64_t f = 0;
-    for (; f + 4 <= frames; f += 4) {
-        int64_t* block = words + f * channels;
-        const uint64_t place = first + f;
-        uint64_t c = 0;
-        while (c < channels) {
-            uint64_t taken = channels - c < 4 ? channels - c : 4;
-            bool fast = false;
-            if (channels == 1) {
-                fast = Gather_1(channel_buffers, place, block, r);
-            } else if (channels == 2) {
-                fast = Gather_2(channel_buffers, place, block, r);
-            } else if (taken == 4) {
-                fast = Gather_Square(channel_buffers + c, place, channels, block + c, r);
-            }
-            if (!fast) {
-                clipped += Gather_Plain(channel_buffers, place, 4, c, taken, channels, block, r);
-            }
-            c += taken;
-        }
+    if (channels == 1) {
+        clipped = Gather_1(channel_buffers, first, frames, words, r, lanes);
+    } else if (channels == 2) {
+        clipped = Gather_2(channel_buffers, first, frames, words, r, lanes);
+    } else {
+        clipped = Gather_Squares(channel_buffers, first, frames, channels, words, r, lanes);
     }
-    return clipped + Gather_Plain(channel_buffers, first + f, frames - f, 0, channels, channels,
-                                  words + f * channels, r);
+    const uint64_t done = frames / 4 * 4;
+    return clipped + Gather_Plain(channel_buffers, first + done, frames - done, 0, channels,
+                                  channels, words + done * channels, r);
 }

@@ -1,303 +1,77 @@
 // Reading and writing sound files against libsndfile, in one process and turn and turn about, so
 // that what else the machine does falls on both. A turn moves one whole file, block by block, on a
 // RAM disk; the opens and closes stand outside the time. A third turn measures the limit: one
-// stream call a block and one vectorised conversion.
-//
-// The peer reads with sf_readf_float and takes the channels apart in a plain loop; it puts them
-// together in the same way and writes with sf_writef_float, with clipping on and without the PEAK
-// chunk, which the engine does not write either.
-#include "bench/audio_io_report.h"
-#include "bench/conversion_limit.h"
+// stream call a block and one vectorised conversion. A written file is made anew in each turn, as
+// in real use, so the time holds what the system takes for new pages, the same on every side.
+#include "bench/audio_io_sides.h"
 
 #include <CLI/CLI.hpp>
 
-#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
-#include <random>
 #include <regex>
-#include <sndfile.h>
-#include <stdio_ext.h>
 
-using Clock = std::chrono::steady_clock;
-
-static constexpr uint64_t Max_Channels = 8;
-static constexpr double Sample_Rate = 48000.0;
 static constexpr float Read_Tolerance = 2.0f / 32768.0f; // full scale is 2^n - 1 here, 2^n there
-static constexpr int64_t Write_Tolerance = 1;            // code values; the peer cuts, we round
-static constexpr float Peak = 0.5f; // within it cutting and rounding differ by one at most
+
+// Code values: the peer cuts where we round. It holds for a signal of half of full scale, as
+// Make_Memory makes it, beyond which the two may differ by two.
+static constexpr int64_t Write_Tolerance = 1;
 
 struct Setting {
     uint64_t values = 8000000;
     uint64_t pairs = 11;
     bool mono_direct = false;
+    bool cpu_time = false;
     std::string parent = "/dev/shm";
     std::string directory;
 };
 
-struct FormatInfo {
-    DataFormat format;
-    int subtype; // the peer's
-    uint64_t bytes;
-    float read_factor;
-    double write_gain;
-};
-static const FormatInfo Formats[] = {
-    {INT16, SF_FORMAT_PCM_16, 2, 1.0f / 32767.0f, 32767.0},
-    {INT24, SF_FORMAT_PCM_24, 3, 1.0f / 8388607.0f, 8388607.0},
-    {INT32, SF_FORMAT_PCM_32, 4, 0x1p-31f, 2147483647.0},
-    {FLOAT32, SF_FORMAT_FLOAT, 4, 1.0f, 1.0},
-};
+static ReadSide* const Read_Sides[] = {Read_Ours, Read_Peer, Read_Limit};
+static WriteSide* const Write_Sides[] = {Write_Ours, Write_Peer, Write_Limit};
+static const char* const Side_Names[] = {"ours", "peer", "limit"};
 
-static const FormatInfo& Info(DataFormat format)
+static std::string Written_Path(const Setting& setting, uint64_t who)
 {
-    for (const FormatInfo& info : Formats) {
-        if (info.format == format) {
-            return info;
-        }
-    }
-    throw std::logic_error("format without a benchmark");
+    return setting.directory + "/written-by-" + Side_Names[who];
 }
 
-// All memory of the turns, taken and touched once. The three sides use the same channel buffers.
-struct Memory {
-    std::vector<float> signal[Max_Channels]; // what is written
-    std::vector<float> buffer[Max_Channels]; // what is read
-    std::vector<float> interleaved;          // the peer's
-    std::vector<uint8_t> bytes;              // the limit's
-};
-
-static Memory Make_Memory(uint64_t values)
+static Pass Pass_Of(const Setting& setting, const Row& row, bool keep)
 {
-    Memory memory;
-    std::mt19937 random(1);
-    std::uniform_real_distribution<float> noise(-0.1f, 0.1f);
-    memory.interleaved.resize(values);
-    memory.bytes.resize(values * 4 + Limit_Slack_Bytes);
-    for (uint64_t c = 0; c < Max_Channels; c++) {
-        const uint64_t most_frames = c == 0 ? values : c == 1 ? values / 2 : values / Max_Channels;
-        memory.buffer[c].resize(most_frames);
-        memory.signal[c].resize(most_frames);
-        const double step = 0.01 * static_cast<double>(c + 1);
-        for (uint64_t f = 0; f < most_frames; f++) {
-            const float tone = static_cast<float>(0.4 * std::sin(step * static_cast<double>(f)));
-            memory.signal[c][f] = (tone + noise(random)) * (Peak / 0.5f);
-        }
-    }
-    return memory;
-}
-
-static uint64_t Block_Of(const Row& row, uint64_t values)
-{
-    return row.block_frames != 0 ? row.block_frames : values / row.channels;
-}
-
-// ---- The three sides of reading ----
-
-struct Readers {
-    ObjectHeader object = OBJ_Template;
-    AudiofileHandle ours = {};
-    SNDFILE* peer = nullptr;
-    FILE* limit = nullptr;
-    std::vector<char> limit_stream_buffer = std::vector<char>(65536);
-};
-
-// A pass over the file. With keep, the blocks follow one another in the channel buffers, else each
-// takes the place of the one before it, as in a program that works block by block.
-struct Pass {
-    Row row;
-    uint64_t values;
-    bool keep;
-    bool mono_direct;
-};
-
-static double Nanoseconds_Since(Clock::time_point start)
-{
-    return std::chrono::duration<double, std::nano>(Clock::now() - start).count();
-}
-
-template <class Block> static double Time_Blocks(const Pass& pass, Block block)
-{
-    const uint64_t frames = pass.values / pass.row.channels;
-    const uint64_t size = Block_Of(pass.row, pass.values);
-    const Clock::time_point start = Clock::now();
-    for (uint64_t done = 0; done < frames; done += size) {
-        block(pass.keep ? done : 0, std::min(size, frames - done));
-    }
-    return Nanoseconds_Since(start);
-}
-
-// The channel buffers from frame first on.
-struct Places {
-    float* place[Max_Channels];
-
-    Places(std::vector<float>* buffers, uint64_t channels, uint64_t first)
-    {
-        for (uint64_t c = 0; c < channels; c++) {
-            place[c] = buffers[c].data() + first;
-        }
-    }
-};
-
-static double Read_Ours(Readers& readers, Memory& memory, const Pass& pass)
-{
-    Audiofile_Rewind(&readers.object, &readers.ours);
-    return Time_Blocks(pass, [&](uint64_t first, uint64_t frames) {
-        const Places to(memory.buffer, pass.row.channels, first);
-        uint64_t got = 0;
-        Audiofile_RdMatrix_FLOAT(&readers.object, &readers.ours, to.place, frames, &got, 1.0f);
-    });
-}
-
-static double Read_Peer(Readers& readers, Memory& memory, const Pass& pass)
-{
-    const uint64_t channels = pass.row.channels;
-    sf_seek(readers.peer, 0, SEEK_SET);
-    return Time_Blocks(pass, [&](uint64_t first, uint64_t frames) {
-        const Places to(memory.buffer, channels, first);
-        if (pass.mono_direct && channels == 1) {
-            sf_readf_float(readers.peer, to.place[0], static_cast<sf_count_t>(frames));
-            return;
-        }
-        const float* from = memory.interleaved.data();
-        sf_readf_float(readers.peer, memory.interleaved.data(), static_cast<sf_count_t>(frames));
-        for (uint64_t f = 0; f < frames; f++) {
-            for (uint64_t c = 0; c < channels; c++) {
-                to.place[c][f] = from[f * channels + c];
-            }
-        }
-    });
-}
-
-static double Read_Limit(Readers& readers, Memory& memory, const Pass& pass)
-{
-    const uint64_t channels = pass.row.channels;
-    const FormatInfo& info = Info(pass.row.format);
-    LimitSpread* spread = Limit_Find_Spread(pass.row.format, pass.row.container == FT_WAVE);
-    fseek(readers.limit, static_cast<long>(readers.ours.data_start), SEEK_SET);
-    return Time_Blocks(pass, [&](uint64_t first, uint64_t frames) {
-        const Places to(memory.buffer, channels, first);
-        if (fread(memory.bytes.data(), channels * info.bytes, frames, readers.limit) != frames) {
-            throw std::runtime_error("the limit's file is short");
-        }
-        spread(memory.bytes.data(), frames, channels, to.place, info.read_factor);
-    });
-}
-
-// ---- The three sides of writing: each turn makes its file anew ----
-
-static std::string Written_Path(const Setting& setting, const char* side)
-{
-    return setting.directory + "/written-by-" + side;
-}
-
-static double Write_Ours(const Setting& setting, Memory& memory, const Pass& pass)
-{
-    ObjectHeader object = OBJ_Template;
-    AudiofileHandle handle;
-    Audiofile_Open_Write(&object, Written_Path(setting, "ours").c_str(), FT_WAVE, pass.row.format,
-                         pass.row.channels, &handle, Sample_Rate);
-    const Clock::time_point start = Clock::now();
-    Time_Blocks(pass, [&](uint64_t first, uint64_t frames) {
-        const Places from(memory.signal, pass.row.channels, first);
-        uint64_t put = 0;
-        Audiofile_WrMatrix_FLOAT(&object, &handle, from.place, frames, &put, 1.0f);
-    });
-    fflush(handle.stream);
-    const double time = Nanoseconds_Since(start);
-    Audiofile_Close_Write(&object, &handle);
-    return time;
-}
-
-static double Write_Peer(const Setting& setting, Memory& memory, const Pass& pass)
-{
-    const uint64_t channels = pass.row.channels;
-    SF_INFO info = {};
-    info.channels = static_cast<int>(channels);
-    info.samplerate = static_cast<int>(Sample_Rate);
-    info.format = SF_FORMAT_WAV | Info(pass.row.format).subtype;
-    SNDFILE* file = sf_open(Written_Path(setting, "peer").c_str(), SFM_WRITE, &info);
-    if (file == nullptr) {
-        throw std::runtime_error(sf_strerror(nullptr));
-    }
-    sf_command(file, SFC_SET_CLIPPING, nullptr, SF_TRUE);
-    sf_command(file, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
-    const double time = Time_Blocks(pass, [&](uint64_t first, uint64_t frames) {
-        const Places from(memory.signal, channels, first);
-        if (pass.mono_direct && channels == 1) {
-            sf_writef_float(file, from.place[0], static_cast<sf_count_t>(frames));
-            return;
-        }
-        float* to = memory.interleaved.data();
-        for (uint64_t f = 0; f < frames; f++) {
-            for (uint64_t c = 0; c < channels; c++) {
-                to[f * channels + c] = from.place[c][f];
-            }
-        }
-        sf_writef_float(file, memory.interleaved.data(), static_cast<sf_count_t>(frames));
-    });
-    sf_close(file);
-    return time;
-}
-
-static double Write_Limit(const Setting& setting, Memory& memory, const Pass& pass)
-{
-    const uint64_t channels = pass.row.channels;
-    const FormatInfo& info = Info(pass.row.format);
-    LimitGather* gather = Limit_Find_Gather(pass.row.format);
-    std::vector<char> stream_buffer(65536);
-    FILE* file = fopen(Written_Path(setting, "limit").c_str(), "wb");
-    if (file == nullptr) {
-        throw std::runtime_error("cannot create a file");
-    }
-    setvbuf(file, stream_buffer.data(), _IOFBF, stream_buffer.size());
-    __fsetlocking(file, FSETLOCKING_BYCALLER);
-    const Clock::time_point start = Clock::now();
-    Time_Blocks(pass, [&](uint64_t first, uint64_t frames) {
-        const Places from(memory.signal, channels, first);
-        gather(from.place, frames, channels, memory.bytes.data(), info.write_gain);
-        fwrite(memory.bytes.data(), channels * info.bytes, frames, file);
-    });
-    fflush(file);
-    const double time = Nanoseconds_Since(start);
-    fclose(file);
-    return time;
+    return {row, setting.values, keep || row.block_frames == 0, setting.mono_direct,
+            setting.cpu_time};
 }
 
 // ---- The same answer ----
 
-static bool Complain(const Row& row, const char* what, uint64_t channel, uint64_t frame, double a,
+static bool Complain(const Row& row, const char* side, uint64_t channel, uint64_t frame, double a,
                      double b)
 {
-    fprintf(stderr, "%s: %s, channel %llu frame %llu: %.9g and %.9g\n", Row_Name(row).c_str(), what,
-            static_cast<unsigned long long>(channel), static_cast<unsigned long long>(frame), a, b);
+    fprintf(stderr, "%s: channel %llu frame %llu: %.9g here, %.9g from %s\n", Row_Name(row).c_str(),
+            static_cast<unsigned long long>(channel), static_cast<unsigned long long>(frame), a, b,
+            side);
     return false;
 }
 
-static bool Reads_Agree(Readers& readers, Memory& memory, Pass pass)
+static bool Reads_Agree(Readers& readers, Memory& memory, const Pass& pass)
 {
-    pass.keep = true;
-    using Side = double(Readers&, Memory&, const Pass&);
-    Side* const others[] = {Read_Peer, Read_Limit};
-    const char* const texts[] = {"ours and the peer's read", "ours and the limit's read"};
-    const float tolerances[] = {Read_Tolerance, 0x1p-23f};
+    const float tolerances[] = {0.0f, Read_Tolerance, pass.row.format == FLOAT32 ? 0x1p-23f : 0.0f};
     const uint64_t frames = pass.values / pass.row.channels;
-    Read_Ours(readers, memory, pass);
-    std::vector<std::vector<float>> ours;
-    for (uint64_t c = 0; c < pass.row.channels; c++) {
-        ours.emplace_back(memory.buffer[c].begin(),
-                          memory.buffer[c].begin() + static_cast<int64_t>(frames));
-    }
-    for (int k = 0; k < 2; k++) {
+    std::vector<float> ours[Max_Channels];
+    for (uint64_t who = 0; who < 3; who++) {
         for (uint64_t c = 0; c < pass.row.channels; c++) {
             std::fill(memory.buffer[c].begin(), memory.buffer[c].end(), 2.0f);
         }
-        others[k](readers, memory, pass);
+        Read_Sides[who](readers, memory, pass);
         for (uint64_t c = 0; c < pass.row.channels; c++) {
+            if (who == 0) {
+                ours[c] = memory.buffer[c];
+            }
             for (uint64_t f = 0; f < frames; f++) {
-                if (!(std::fabs(ours[c][f] - memory.buffer[c][f]) <= tolerances[k])) {
-                    return Complain(pass.row, texts[k], c, f, ours[c][f], memory.buffer[c][f]);
+                if (!(std::fabs(ours[c][f] - memory.buffer[c][f]) <= tolerances[who])) {
+                    return Complain(pass.row, Side_Names[who], c, f, ours[c][f],
+                                    memory.buffer[c][f]);
                 }
             }
         }
@@ -339,28 +113,27 @@ static std::vector<int64_t> Read_Back(const std::string& path, const Row& row, b
     return codes;
 }
 
-static bool Writes_Agree(const Setting& setting, Memory& memory, Pass pass)
+static bool Writes_Agree(const Setting& setting, Memory& memory, const Pass& pass)
 {
-    pass.keep = true;
-    Write_Ours(setting, memory, pass);
-    Write_Peer(setting, memory, pass);
-    Write_Limit(setting, memory, pass);
     const Row& row = pass.row;
-    const auto ours = Read_Back(Written_Path(setting, "ours"), row, true, pass.values);
-    const auto peer = Read_Back(Written_Path(setting, "peer"), row, true, pass.values);
-    const auto limit = Read_Back(Written_Path(setting, "limit"), row, false, pass.values);
-    if (ours.size() != pass.values || peer.size() != pass.values || limit.size() != pass.values) {
-        return Complain(row, "sample values written", 0, 0, static_cast<double>(ours.size()),
-                        static_cast<double>(peer.size()));
-    }
-    for (uint64_t i = 0; i < pass.values; i++) {
-        if (std::abs(ours[i] - peer[i]) > Write_Tolerance) {
-            return Complain(row, "ours and the peer's file", i % row.channels, i / row.channels,
-                            static_cast<double>(ours[i]), static_cast<double>(peer[i]));
+    const int64_t tolerances[] = {0, Write_Tolerance, row.format == FLOAT32 ? 1 : 0};
+    std::vector<int64_t> ours;
+    for (uint64_t who = 0; who < 3; who++) {
+        const std::string path = Written_Path(setting, who);
+        Write_Sides[who](path, memory, pass);
+        const std::vector<int64_t> codes = Read_Back(path, row, who != 2, pass.values);
+        if (codes.size() != pass.values) {
+            return Complain(row, Side_Names[who], 0, 0, static_cast<double>(pass.values),
+                            static_cast<double>(codes.size()));
         }
-        if (std::abs(ours[i] - limit[i]) > (row.format == FLOAT32 ? 1 : 0)) {
-            return Complain(row, "ours and the limit's file", i % row.channels, i / row.channels,
-                            static_cast<double>(ours[i]), static_cast<double>(limit[i]));
+        if (who == 0) {
+            ours = codes;
+        }
+        for (uint64_t i = 0; i < pass.values; i++) {
+            if (std::abs(ours[i] - codes[i]) > tolerances[who]) {
+                return Complain(row, Side_Names[who], i % row.channels, i / row.channels,
+                                static_cast<double>(ours[i]), static_cast<double>(codes[i]));
+            }
         }
     }
     return true;
@@ -415,46 +188,27 @@ static std::string Make_Source(const Setting& setting, const Memory& memory, con
 
 static bool Measure_Read(const Setting& setting, Memory& memory, const Row& row, Result* result)
 {
-    const std::string path = Make_Source(setting, memory, row);
     Readers readers;
-    uint64_t samples = 0;
-    uint64_t channels = 0;
-    double rate = 0.0;
-    Audiofile_Open_Read(&readers.object, path.c_str(), &samples, &channels, &rate, &readers.ours);
-    SF_INFO info = {};
-    readers.peer = sf_open(path.c_str(), SFM_READ, &info);
-    readers.limit = fopen(path.c_str(), "rb");
-    if (readers.peer == nullptr || readers.limit == nullptr) {
-        throw std::runtime_error("cannot open " + path);
-    }
-    setvbuf(readers.limit, readers.limit_stream_buffer.data(), _IOFBF,
-            readers.limit_stream_buffer.size());
-    __fsetlocking(readers.limit, FSETLOCKING_BYCALLER);
-
-    const Pass pass = {row, setting.values, row.block_frames == 0, setting.mono_direct};
-    const bool agree = Reads_Agree(readers, memory, pass);
+    Open_Readers(&readers, Make_Source(setting, memory, row));
+    const bool agree = Reads_Agree(readers, memory, Pass_Of(setting, row, true));
     if (agree) {
-        using Side = double(Readers&, Memory&, const Pass&);
-        static Side* const Sides[] = {Read_Ours, Read_Peer, Read_Limit};
+        const Pass pass = Pass_Of(setting, row, false);
         *result = Take_Turns(setting, row,
-                             [&](uint64_t who) { return Sides[who](readers, memory, pass); });
+                             [&](uint64_t who) { return Read_Sides[who](readers, memory, pass); });
     }
-    Audiofile_Close_Read(&readers.object, &readers.ours);
-    sf_close(readers.peer);
-    fclose(readers.limit);
+    Close_Readers(&readers);
     return agree;
 }
 
 static bool Measure_Write(const Setting& setting, Memory& memory, const Row& row, Result* result)
 {
-    const Pass pass = {row, setting.values, row.block_frames == 0, setting.mono_direct};
-    if (!Writes_Agree(setting, memory, pass)) {
+    if (!Writes_Agree(setting, memory, Pass_Of(setting, row, true))) {
         return false;
     }
-    using Side = double(const Setting&, Memory&, const Pass&);
-    static Side* const Sides[] = {Write_Ours, Write_Peer, Write_Limit};
-    *result =
-        Take_Turns(setting, row, [&](uint64_t who) { return Sides[who](setting, memory, pass); });
+    const Pass pass = Pass_Of(setting, row, false);
+    *result = Take_Turns(setting, row, [&](uint64_t who) {
+        return Write_Sides[who](Written_Path(setting, who), memory, pass);
+    });
     return true;
 }
 
@@ -482,6 +236,46 @@ static std::vector<Row> All_Rows()
     return rows;
 }
 
+// False if a row gave two answers.
+static bool Measure_All(const Setting& setting, const std::regex& filter,
+                        std::vector<Result>* results)
+{
+    Memory memory = Make_Memory(setting.values);
+    bool good = true;
+    for (const Row& row : All_Rows()) {
+        if (!std::regex_search(Row_Name(row), filter)) {
+            continue;
+        }
+        Result result = {};
+        if (row.reading ? Measure_Read(setting, memory, row, &result)
+                        : Measure_Write(setting, memory, row, &result)) {
+            Print_Result(result);
+            results->push_back(result);
+        } else {
+            good = false;
+        }
+    }
+    return good;
+}
+
+// Removed at the end of the process, also when the library ends it.
+struct ScratchDirectory {
+    std::string path;
+
+    explicit ScratchDirectory(const std::string& parent) : path(parent + "/bench-audio-io-XXXXXX")
+    {
+        if (mkdtemp(path.data()) == nullptr) {
+            perror(path.c_str());
+            exit(1);
+        }
+    }
+    ~ScratchDirectory()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+};
+
 int main(int argc, char** argv)
 {
     Setting setting;
@@ -492,44 +286,34 @@ int main(int argc, char** argv)
     app.add_flag("--quick", quick, "small files and few turns, to see that it runs");
     app.add_option("--filter", filter, "only rows whose name this regular expression finds");
     app.add_option("--csv", csv, "write the results to this file as well");
-    app.add_option("--pairs", setting.pairs, "turns of each side")->check(CLI::Range(1, 1000));
+    CLI::Option* pairs = app.add_option("--pairs", setting.pairs, "turns of each side");
+    pairs->check(CLI::Range(1, 1000));
     app.add_option("--dir", setting.parent, "where the files go; a RAM disk");
+    app.add_flag("--cpu-time", setting.cpu_time,
+                 "count this process's own time, for a machine that has other work");
     app.add_flag("--mono-direct", setting.mono_direct,
                  "let the peer use a single channel's buffer without a copy");
     CLI11_PARSE(app, argc, argv);
     if (quick) {
         setting.values = 800000;
-        setting.pairs = 3;
+        setting.pairs = pairs->count() != 0 ? setting.pairs : 3;
     }
 
-    std::string name = setting.parent + "/bench-audio-io-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr) {
-        perror(name.c_str());
-        return 1;
-    }
-    setting.directory = name;
-    Print_Setting(setting.values, setting.pairs, setting.parent);
+    static ScratchDirectory scratch(setting.parent);
+    setting.directory = scratch.path;
+    Print_Setting(setting.values, setting.pairs, setting.parent, setting.cpu_time);
     Print_Heading();
-    const Clock::time_point start = Clock::now();
-    Memory memory = Make_Memory(setting.values);
+    const time_t start = time(nullptr);
     std::vector<Result> results;
     bool good = true;
-    for (const Row& row : All_Rows()) {
-        if (!std::regex_search(Row_Name(row), std::regex(filter))) {
-            continue;
-        }
-        Result result = {};
-        if (row.reading ? Measure_Read(setting, memory, row, &result)
-                        : Measure_Write(setting, memory, row, &result)) {
-            Print_Result(result);
-            results.push_back(result);
-        } else {
-            good = false;
-        }
+    try {
+        good = Measure_All(setting, std::regex(filter), &results);
+    } catch (const std::exception& trouble) {
+        fprintf(stderr, "%s\n", trouble.what());
+        good = false;
     }
-    std::filesystem::remove_all(setting.directory);
     Print_Targets(results);
-    printf("\n%.0f seconds in all\n", Nanoseconds_Since(start) * 1e-9);
+    printf("\n%.0f seconds in all\n", difftime(time(nullptr), start));
     if (results.empty()) {
         fprintf(stderr, "no row measured\n");
         good = false;

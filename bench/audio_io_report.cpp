@@ -53,7 +53,7 @@ static std::string Processor()
     return system.machine;
 }
 
-void Print_Setting(uint64_t values, uint64_t pairs, const std::string& directory)
+void Print_Setting(uint64_t values, uint64_t pairs, const std::string& directory, bool cpu_time)
 {
     printf("processor  %s\n", Processor().c_str());
 #if defined(__clang__)
@@ -65,6 +65,7 @@ void Print_Setting(uint64_t values, uint64_t pairs, const std::string& directory
     printf("peer       %s\n", sf_version_string());
     printf("files      %llu sample values each, in %s\n", static_cast<unsigned long long>(values),
            directory.c_str());
+    printf("time       %s\n", cpu_time ? "of this process alone" : "on the clock");
     printf("turns      %llu of each, one after the other; medians, with lowest and highest\n\n",
            static_cast<unsigned long long>(pairs));
 }
@@ -109,6 +110,9 @@ static const Target Targets[] = {
     {"write", false, true, true, 1024, 0.42},
     {"write", false, true, true, 16384, 0.55},
     {"write", false, true, true, 0, 0.0},
+    {"write integers", false, true, false, 256, 0.0},
+    {"write integers", false, true, false, 1024, 0.0},
+    {"write integers", false, true, false, 16384, 0.0},
 };
 
 // Of the limit, for blocks of a size; a whole file has none.

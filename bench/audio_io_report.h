@@ -32,7 +32,7 @@ struct Result {
 // For instance "read WAVE INT16 2ch 256"; what --filter looks into.
 std::string Row_Name(const Row& row);
 
-void Print_Setting(uint64_t values, uint64_t pairs, const std::string& directory);
+void Print_Setting(uint64_t values, uint64_t pairs, const std::string& directory, bool cpu_time);
 void Print_Heading();
 void Print_Result(const Result& result);
 

@@ -49,8 +49,15 @@ target_link_options(ombrine_runtime INTERFACE -Wl,--undefined=OBJ_Float_Mode)
 
 # Linked as C, so that the C++ library is not asked for. GNU ld puts the version node itself among
 # the exported symbols; lld does not.
+# A cross compiler looks for ld.lld only where -B points, so it gets a directory with that alone.
+find_program(OMBRINE_LLD ld.lld)
+if(OMBRINE_LLD)
+    file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/lld)
+    file(CREATE_LINK ${OMBRINE_LLD} ${CMAKE_BINARY_DIR}/lld/ld.lld SYMBOLIC)
+endif()
+set(OMBRINE_LLD_FLAGS -fuse-ld=lld -B${CMAKE_BINARY_DIR}/lld)
 include(CheckLinkerFlag)
-check_linker_flag(C -fuse-ld=lld OMBRINE_HAVE_LLD)
+check_linker_flag(C "${OMBRINE_LLD_FLAGS}" OMBRINE_HAVE_LLD)
 add_library(OmbrineAudiofile SHARED $<TARGET_OBJECTS:ombrine_objects>)
 set_target_properties(OmbrineAudiofile PROPERTIES LINKER_LANGUAGE C NO_SONAME OFF
                       LINK_DEPENDS ${PROJECT_SOURCE_DIR}/frame/ombrine_audiofile.map)
@@ -60,7 +67,7 @@ target_link_options(OmbrineAudiofile PRIVATE
     -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
 target_link_libraries(OmbrineAudiofile PRIVATE m)
 if(OMBRINE_HAVE_LLD)
-    target_link_options(OmbrineAudiofile PRIVATE -fuse-ld=lld)
+    target_link_options(OmbrineAudiofile PRIVATE ${OMBRINE_LLD_FLAGS})
 else()
     message(WARNING "lld not found: the version node will stand among the exported symbols")
 endif()

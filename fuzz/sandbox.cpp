@@ -1,6 +1,7 @@
 // The known reports, the callbacks that check against them, and the wrapped platform calls.
 #include "fuzz/sandbox.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -49,11 +50,14 @@ static const KnownReport Known_Reports[] = {
     {3, 16, "FileAccess_Get_String: EOF on file ", true, Stream_Open},
     {3, 16, "FileAccess_Skip_Data: Error reading header from file ", true, Stream_Closed},
 
+    {3, 16, "FileAccess_FSEEK: Error Seeking file", true, Stream_Closed},
+
     {3, 10, "FileDRDW_DR_UINT8: Data type not supported yet in file ", true, Stream_Open},
     {3, 10, "FileDRDW_DR_FLOAT32: Data type not supported yet in file ", true, Stream_Open},
     {3, 10, "FileDRDW_DR_FLOAT64: Data type not supported yet in file ", true, Stream_Open},
     {3, 10, "FileDRDW_DR_MULAW8: Data type not supported yet in file ", true, Stream_Open},
     {3, 10, "FileDRDW_DR_ALAW8: Data type not supported yet in file ", true, Stream_Open},
+    {3, 10, "FileDRDW_DW_FLOAT32: Data type not supported yet in file ", true, Stream_Open},
     {3, 10, "Audiofile_Read_WRITE: Previous block must have been written ", true, Stream_Open},
     {3, 15, "Audiofile_Forward: File is not opened for reading ", true, Stream_Open},
     {3, 15, "Audiofile_Write_LONG: File not openend for write ", true, Stream_Open},
@@ -80,6 +84,7 @@ struct Sandbox {
     const char* path;
     const KnownReport* report; // the last one
     bool name_due;             // its second call has not come yet
+    uint64_t warnings;         // of the last run
     FILE* stream;              // null while none is open
     Block blocks[Most_Blocks]; // a null start stands for a free place
     uint64_t bytes;            // in all of them
@@ -134,6 +139,7 @@ static void Take_Report(ObjectHeader*, int32_t severity, int32_t code, const cha
             "the stream is open or closed as the report says");
     box.report = known;
     box.name_due = known->named;
+    box.warnings += severity == OBJ_WARN;
 }
 
 static void Take_Stop(ObjectHeader*)
@@ -151,6 +157,7 @@ ObjectHeader Sandbox_Object = {"FUZZ", Take_Report, Take_Stop};
 extern "C" {
 FILE* __real_fopen(const char* path, const char* mode);
 int __real_fclose(FILE* stream);
+int __real_fseek(FILE* stream, long offset, int origin);
 void* __real_memalign(size_t alignment, size_t size);
 void __real_free(void* block);
 
@@ -171,6 +178,18 @@ int __wrap_fclose(FILE* stream)
         The_Sandbox.stream = nullptr;
     }
     return __real_fclose(stream);
+}
+
+int __wrap_fseek(FILE* stream, long offset, int origin)
+{
+    if (The_Sandbox.inside) {
+        Require(stream != nullptr && stream == The_Sandbox.stream, "only an open stream is moved");
+        if (origin == SEEK_SET && offset > Sandbox_Farthest_Place) {
+            errno = EINVAL;
+            return -1;
+        }
+    }
+    return __real_fseek(stream, offset, origin);
 }
 
 void* __wrap_memalign(size_t alignment, size_t size)
@@ -258,6 +277,7 @@ const char* Sandbox_Run(void (*call)(void* context), void* context)
     Sandbox& box = The_Sandbox;
     box.report = nullptr;
     box.name_due = false;
+    box.warnings = 0;
     box.first_bytes = box.bytes;
     box.peak_bytes = 0;
     if (setjmp(box.stop) != 0) {
@@ -278,7 +298,17 @@ uint64_t Sandbox_Peak_Bytes()
     return The_Sandbox.peak_bytes;
 }
 
+uint64_t Sandbox_Warnings()
+{
+    return The_Sandbox.warnings;
+}
+
 bool Sandbox_Empty()
 {
-    return The_Sandbox.stream == nullptr && The_Sandbox.bytes == 0;
+    for (const Block& block : The_Sandbox.blocks) {
+        if (block.start != nullptr) {
+            return false;
+        }
+    }
+    return The_Sandbox.stream == nullptr;
 }

@@ -160,6 +160,13 @@ inline F4 F4_From_Bytes(B16 bytes)
     return out;
 }
 
+inline B16 B16_From_F4(F4 a)
+{
+    B16 out;
+    memcpy(&out, &a, 16);
+    return out;
+}
+
 // ---- Four integers ----
 
 // I4_Set: all lanes value.
@@ -391,6 +398,21 @@ inline F4 F4_From_I4(I4 a)
 #else
     return {_mm_cvtepi32_ps(a.v)};
 #endif
+}
+
+// F4_From_Words: four words to nearest, ties to even. Words that fit in 32 bits take the short
+// road, which rounds the same.
+inline F4 F4_From_Words(const int64_t* words)
+{
+    const I4 low = I4_Load_Low(words);
+    if (I4_Any(I4_Xor(I4_Shift_Right<31>(low), I4_Load_High(words)))) {
+        float wide[4];
+        for (int k = 0; k < 4; k++) {
+            wide[k] = static_cast<float>(words[k]);
+        }
+        return F4_Load(wide);
+    }
+    return F4_From_I4(low);
 }
 
 // I4_Truncate: each lane cut toward zero; every |a| must be below 2^31.

@@ -1,0 +1,114 @@
+// A stream in memory and without a buffer of its own, whose calls can be made to fail, and a handle
+// on it for the codecs.
+#pragma once
+
+#include "audiofile/codecs.h"
+#include "tests/plain_formats.h"
+
+#include <cstdio>
+
+struct MemoryStream {
+    Bytes content;
+    size_t place = 0;              // of the next read; writes go to the end
+    std::vector<uint64_t> written; // bytes of each write
+    bool broken = false;           // reads and writes fail
+    bool close_fails = false;
+};
+
+inline ssize_t Memory_Read(void* cookie, char* to, size_t count)
+{
+    MemoryStream* stream = static_cast<MemoryStream*>(cookie);
+    if (stream->broken) {
+        return -1;
+    }
+    const size_t moved = std::min(count, stream->content.size() - stream->place);
+    std::copy_n(stream->content.data() + stream->place, moved, to);
+    stream->place += moved;
+    return static_cast<ssize_t>(moved);
+}
+
+inline ssize_t Memory_Write(void* cookie, const char* from, size_t count)
+{
+    MemoryStream* stream = static_cast<MemoryStream*>(cookie);
+    if (stream->broken) {
+        return 0;
+    }
+    stream->written.push_back(count);
+    stream->content.insert(stream->content.end(), from, from + count);
+    return static_cast<ssize_t>(count);
+}
+
+// Any place is a good one: the tests look at the content alone.
+inline int Memory_Seek(void*, off64_t*, int)
+{
+    return 0;
+}
+
+inline int Memory_Close(void* cookie)
+{
+    return static_cast<MemoryStream*>(cookie)->close_fails ? -1 : 0;
+}
+
+inline FILE* Open_Memory(MemoryStream* stream, const char* mode)
+{
+    FILE* file = fopencookie(stream, mode, {Memory_Read, Memory_Write, Memory_Seek, Memory_Close});
+    setvbuf(file, nullptr, _IONBF, 0);
+    return file;
+}
+
+// A handle on a stream. Only the fields that a codec may use mean something.
+struct CodecFile {
+    RecordingObject object;
+    AudiofileHandle handle;
+    AudiofileHandle before;
+    MemoryStream stream;
+    bool owned = true; // false once a failed write has closed the stream
+
+    CodecFile(const char* mode, bool little, const Bytes& content)
+    {
+        Make_Recorder(&object);
+        stream.content = content;
+        memset(static_cast<void*>(&handle), 0xA5, sizeof handle);
+        handle.stream = Open_Memory(&stream, mode);
+        handle.little_endian = little;
+        handle.clipped = 41;
+        strcpy(handle.name, "some file");
+        memcpy(static_cast<void*>(&before), &handle, sizeof handle);
+    }
+    ~CodecFile()
+    {
+        if (owned) {
+            fclose(handle.stream);
+        }
+    }
+    uint64_t Clipped() const
+    {
+        return handle.clipped - 41;
+    }
+    bool Only_Clipped_Changed()
+    {
+        before.clipped = handle.clipped;
+        return memcmp(&before, &handle, sizeof handle) == 0;
+    }
+};
+
+struct Outcome {
+    Words words; // count words and a few guards behind them
+    uint64_t moved;
+};
+
+inline Outcome Read_All(CodecFile* file, DataFormat format, uint64_t count)
+{
+    Outcome out = {Words(count + 8, Guard), 77};
+    FileDRDW_Read_Table[format](&file->object.header, &file->handle, out.words.data(), count,
+                                &out.moved);
+    return out;
+}
+
+inline Outcome Write_All(CodecFile* file, DataFormat format, const Words& words)
+{
+    Outcome out = {words, 77};
+    FileDRDW_Write_Table[format](&file->object.header, &file->handle, out.words.data(),
+                                 words.size(), &out.moved);
+    return out;
+}
