@@ -17,12 +17,21 @@ set(OMBRINE_SOURCES
     frame/object.cpp
     spectrum/fft_complex.cpp
     spectrum/fft_plan.cpp
-    spectrum/fft_real.cpp)
+    spectrum/fft_real.cpp
+    vector/kern.cpp
+    vector/kern_power.cpp
+    vector/kern_product.cpp
+    vector/kern_reduce.cpp
+    vector/vec.cpp
+    vector/vec_reduce.cpp
+    vector/vec_signal.cpp)
 list(TRANSFORM OMBRINE_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/)
 
 # No exceptions, no run-time type information, no guards for local statics: nothing of the C++
-# library is left at run time.
-set(OMBRINE_CODE_FLAGS -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden)
+# library is left at run time. Nothing reads errno behind a mathematics function, so roots can run
+# in vector loops; no result changes.
+set(OMBRINE_CODE_FLAGS -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden
+    -fno-math-errno)
 
 function(ombrine_add_objects name)
     add_library(${name} OBJECT ${OMBRINE_SOURCES})

@@ -19,6 +19,7 @@ struct DigestTable {
 };
 
 extern const DigestTable Digest_Audio;
+extern const DigestTable Digest_Vector;
 
 // FNV-1a over 64-bit words of bytes.
 struct Digest {
