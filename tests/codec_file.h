@@ -7,6 +7,26 @@
 
 #include <cstdio>
 
+// The sizes that the library asks fread for. This takes the place of the C library's fread, so one
+// source of a program may include it.
+static std::vector<uint64_t> Asked_Bytes;
+
+extern "C" size_t fread(void* to, size_t size, size_t count, FILE* stream)
+{
+    Asked_Bytes.push_back(size * count);
+    return fread_unlocked(to, size, count, stream);
+}
+
+// Bytes of one pass after another, as a codec is to move them.
+inline std::vector<uint64_t> Pass_Calls(const PlainFormat& codec, uint64_t count)
+{
+    std::vector<uint64_t> calls;
+    for (uint64_t done = 0; done < count; done += codec.pass) {
+        calls.push_back(codec.bytes * std::min(codec.pass, count - done));
+    }
+    return calls;
+}
+
 struct MemoryStream {
     Bytes content;
     size_t place = 0;              // of the next read; writes go to the end

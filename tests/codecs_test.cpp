@@ -6,15 +6,6 @@
 
 #include <gtest/gtest.h>
 
-// The sizes that the codecs ask fread for.
-static std::vector<uint64_t> Asked_Bytes;
-
-extern "C" size_t fread(void* to, size_t size, size_t count, FILE* stream)
-{
-    Asked_Bytes.push_back(size * count);
-    return fread_unlocked(to, size, count, stream);
-}
-
 namespace
 {
 
@@ -28,16 +19,6 @@ Words Random_Words(uint64_t count, uint64_t seed, int64_t limit_bits)
         word = static_cast<int64_t>(random()) >> drop;
     }
     return words;
-}
-
-// Bytes of one pass after another, as a codec is to move them.
-std::vector<uint64_t> Pass_Calls(const PlainFormat& codec, uint64_t count)
-{
-    std::vector<uint64_t> calls;
-    for (uint64_t done = 0; done < count; done += codec.pass) {
-        calls.push_back(codec.bytes * std::min(codec.pass, count - done));
-    }
-    return calls;
 }
 
 // ---- Code values ----

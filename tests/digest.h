@@ -1,7 +1,8 @@
-// Digests of results that must come out the same to the last bit in every build: on both processors,
-// in the plain and the vector form of vector/simd.h, under both compilers. Each line of a table runs
-// one family of operations on pseudo-random input and special values and hashes all that comes out.
-// tests/digest.txt holds the expected lines; nothing in a table may call the platform's libm.
+// Digests of results that must come out the same to the last bit in every build: on both
+// processors, in the plain and the vector form of vector/simd.h, under both compilers. Each line of
+// a table runs one family of operations on pseudo-random input and special values and hashes all
+// that comes out. tests/digest.txt holds the expected lines; nothing in a table may call the
+// platform's libm.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,5 @@
-// The audio engine's lines of the digest: both codec families, both matrix transfers, the rate field.
+// The audio engine's lines of the digest: both codec families, both matrix transfers, the rate
+// field.
 #include "tests/digest.h"
 
 #include "audiofile/codecs.h"
@@ -46,7 +47,7 @@ struct CodecCase {
     DataFormat format;
     uint32_t little_endian;
 };
-static const CodecCase Codec_Cases[] = {{INT8, 0},  {INT8, 1},  {INT16, 0}, {INT16, 1}, {INT24, 0},
+static const CodecCase Codec_Cases[] = {{INT8, 0},  {INT8, 1},  {INT16, 0}, {INT16, 1},  {INT24, 0},
                                         {INT24, 1}, {INT32, 0}, {INT32, 1}, {FLOAT32, 1}};
 static const uint64_t Channel_Counts[] = {1, 2, 3, 4, 5, 7, 8, 19};
 

@@ -1,4 +1,5 @@
 // Float matrices, reading: every value against a plain conversion of the file's own bytes, by bits.
+#include "tests/codec_file.h"
 #include "tests/matrix_file.h"
 
 #include <gtest/gtest.h>
@@ -105,6 +106,23 @@ TEST(RdMatrix, CallAfterCallGoesOnWhereTheLastOneEnded)
                 place += read;
                 EXPECT_EQ(file.handle->position, place * channels);
             }
+        }
+    }
+}
+
+// However the scratch memory is used, the file sees the passes of one transfer.
+TEST(RdMatrix, AsksForWholePasses)
+{
+    for (const PlainMatrix& format : Plain_Matrices) {
+        for (const uint64_t channels : {1, 2, 3, 5, 31, 100}) {
+            SCOPED_TRACE(testing::Message() << format.name << ", channels " << channels);
+            const uint64_t frames = 9001 / channels;
+            const Bytes data = Matrix_Data(format, frames * channels, 1);
+            TransferFile file("passes", Matrix_File(format, static_cast<unsigned>(channels), data),
+                              OM_READ);
+            Asked_Bytes.clear();
+            Read_Matrix(&file, ChannelBuffers(channels, frames), 1.0f);
+            EXPECT_EQ(Asked_Bytes, Pass_Calls(Plain_Of(format.format), frames * channels));
         }
     }
 }

@@ -1,4 +1,5 @@
 // Float matrices, writing: every byte on disk and every clip against a plain conversion.
+#include "tests/codec_file.h"
 #include "tests/matrix_file.h"
 
 #include <gtest/gtest.h>
@@ -199,6 +200,24 @@ TEST(WrMatrix, CallAfterCallAppendsAndGoesOnCounting)
     EXPECT_GT(clips, 0u);
     EXPECT_EQ(file.handle->clipped, clips);
     EXPECT_EQ(Written_Data(&file), data);
+}
+
+// However the scratch memory is used, the file sees the passes of one transfer.
+TEST(WrMatrix, HandsOverWholePasses)
+{
+    for (const PlainMatrix& format : Plain_Matrices) {
+        for (const uint64_t channels : {1, 2, 3, 5, 31, 100}) {
+            SCOPED_TRACE(testing::Message() << format.name << ", channels " << channels);
+            MemoryStream stream;
+            TransferFile file("passes", format.file_type, format.format, channels);
+            fclose(file.handle->stream);
+            file.handle->stream = Open_Memory(&stream, "w");
+            ChannelBuffers buffers(channels, 9001 / channels);
+            Write_Matrix(&file, buffers, 1000.0f);
+            EXPECT_EQ(stream.written,
+                      Pass_Calls(Plain_Of(format.format), buffers.frames * channels));
+        }
+    }
 }
 
 TEST(WrMatrix, NoChannelsWriteNothing)
