@@ -24,8 +24,9 @@ struct KnownReport {
     StreamState stream; // when the report comes
 };
 
-// What the content of a file can bring about. Reports of the platform's failures are missing on
-// purpose: the files lie in memory, so such a report is a fault.
+// What the content of a file can bring about, a seek that goes too far among it. Other reports of
+// the platform's failures are missing on purpose: the files lie in memory, so such a report is a
+// fault.
 static const KnownReport Known_Reports[] = {
     {2, 14, "Audiofile_Open_Read: Inconsistent parameters in WAVE file ", true, Stream_Open},
     {2, 16, "Audiofile_Open_Read: incorrect data chunck length in header", true, Stream_Open},
