@@ -278,21 +278,13 @@ inline F4 F8_High(F8 a)
 #define OMBRINE_LANES_2(name, neon, x86, a, b) F4_Each<name>(a, b)
 #define OMBRINE_LANES_3(name, neon, x86, a, b, c) F4_Each<name>(a, b, c)
 #elif defined(__aarch64__)
-#define OMBRINE_LANES_1(name, neon, x86, a)                                                        \
-    F4                                                                                             \
-    {                                                                                              \
-        neon(a.v)                                                                                  \
-    }
-#define OMBRINE_LANES_2(name, neon, x86, a, b)                                                     \
-    F4                                                                                             \
-    {                                                                                              \
-        neon(a.v, b.v)                                                                             \
-    }
-#define OMBRINE_LANES_3(name, neon, x86, a, b, c)                                                  \
-    F4                                                                                             \
-    {                                                                                              \
-        neon(c.v, a.v, b.v)                                                                        \
-    }
+inline F4 F4_Of(float32x4_t v)
+{
+    return {v};
+}
+#define OMBRINE_LANES_1(name, neon, x86, a) F4_Of(neon(a.v))
+#define OMBRINE_LANES_2(name, neon, x86, a, b) F4_Of(neon(a.v, b.v))
+#define OMBRINE_LANES_3(name, neon, x86, a, b, c) F4_Of(neon(c.v, a.v, b.v))
 #endif
 #if defined(OMBRINE_F8_PAIR)
 #define OMBRINE_UNARY(name, neon, x86)                                                             \
