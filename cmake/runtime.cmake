@@ -15,6 +15,10 @@ set(OMBRINE_SOURCES
     frame/exports.cpp
     frame/float_mode.cpp
     frame/object.cpp
+    matrix/direct.cpp
+    matrix/product.cpp
+    matrix/qr.cpp
+    matrix/storage.cpp
     spectrum/fft_complex.cpp
     spectrum/fft_plan.cpp
     spectrum/fft_real.cpp
