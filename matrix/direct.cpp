@@ -45,47 +45,70 @@ template <unsigned S> static inline void Eliminate_Panel(uint64_t n, uint64_t k,
     }
 }
 
-// The same for the columns of one register of m, which is a behind the panel, or b.
-template <unsigned S, class F>
+// The same for W registers of columns of m, which is a behind the panel, or b.
+template <unsigned S, class F, unsigned W>
 static inline void Eliminate_Group(uint64_t n, uint64_t k, float* const* a, float** m, uint64_t j)
 {
-    F row[S];    // the pivot rows as they go on
-    F source[S]; // each as it is subtracted from the others at its own pivot
-    for (unsigned s = 0; s < S; s++) {
-        row[s] = F_Load<F>(m[k + s] + j);
-    }
-    for (unsigned s = 0; s < S; s++) {
-        source[s] = F_Mul(row[s], F_Set<F>(a[k + s][k + s]));
-        row[s] = source[s];
-        for (unsigned i = 0; i < S; i++) {
-            if (i != s) {
-                row[i] = F_NegMulAdd(source[s], F_Set<F>(a[k + i][k + s]), row[i]);
+    F source[S][W]; // the pivot rows, each as it is subtracted from the others at its own pivot
+    for (unsigned w = 0; w < W; w++) {
+        const uint64_t column = j + w * F_Lanes<F>;
+        F row[S];
+        for (unsigned s = 0; s < S; s++) {
+            row[s] = F_Load<F>(m[k + s] + column);
+        }
+        for (unsigned s = 0; s < S; s++) {
+            source[s][w] = F_Mul(row[s], F_Set<F>(a[k + s][k + s]));
+            row[s] = source[s][w];
+            for (unsigned i = 0; i < S; i++) {
+                if (i != s) {
+                    row[i] = F_NegMulAdd(row[s], F_Set<F>(a[k + i][k + s]), row[i]);
+                }
             }
         }
-    }
-    for (unsigned s = 0; s < S; s++) {
-        F_Store(m[k + s] + j, row[s]);
+        for (unsigned s = 0; s < S; s++) {
+            F_Store(m[k + s] + column, row[s]);
+        }
     }
     const auto subtract = [&](uint64_t from, uint64_t end) {
         for (uint64_t i = from; i < end; i++) {
-            F value = F_Load<F>(m[i] + j);
-            for (unsigned s = 0; s < S; s++) {
-                value = F_NegMulAdd(source[s], F_Set<F>(a[i][k + s]), value);
+            const float* factors = a[i] + k;
+            float* at = m[i] + j;
+            F value[W];
+            for (unsigned w = 0; w < W; w++) {
+                value[w] = F_Load<F>(at + w * F_Lanes<F>);
             }
-            F_Store(m[i] + j, value);
+            for (unsigned s = 0; s < S; s++) {
+                const F factor = F_Set<F>(factors[s]);
+                for (unsigned w = 0; w < W; w++) {
+                    value[w] = F_NegMulAdd(source[s][w], factor, value[w]);
+                }
+            }
+            for (unsigned w = 0; w < W; w++) {
+                F_Store(at + w * F_Lanes<F>, value[w]);
+            }
         }
     };
     subtract(0, k);
     subtract(k + S, n);
 }
 
+template <unsigned S> static inline void Eliminate_Columns(uint64_t n, uint64_t k, float* const* a,
+                                                           float** m, uint64_t from)
+{
+    uint64_t j = from;
+    for (; j + 16 <= n; j += 16) {
+        Eliminate_Group<S, F8, 2>(n, k, a, m, j);
+    }
+    Each_Group(j, n, [=](auto width, uint64_t group) {
+        Eliminate_Group<S, decltype(width), 1>(n, k, a, m, group);
+    });
+}
+
 template <unsigned S> static void Eliminate(uint64_t n, uint64_t k, float** a, float** b)
 {
     Eliminate_Panel<S>(n, k, a);
-    Each_Group(k + S, n,
-               [=](auto width, uint64_t j) { Eliminate_Group<S, decltype(width)>(n, k, a, a, j); });
-    Each_Group(0, n,
-               [=](auto width, uint64_t j) { Eliminate_Group<S, decltype(width)>(n, k, a, b, j); });
+    Eliminate_Columns<S>(n, k, a, a, k + S);
+    Eliminate_Columns<S>(n, k, a, b, 0);
     for (uint64_t i = 0; i < n; i++) {
         for (unsigned s = 0; s < S; s++) {
             a[i][k + s] = i == k + s ? 1.0f : 0.0f;
