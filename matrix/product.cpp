@@ -14,6 +14,9 @@ template <class Left, class Right> struct Factors {
     const float* const* b;
     float* const* c;
 };
+template <class Left, class Right>
+Factors(uint64_t, uint64_t, uint64_t, Left, Right, const float* const*, float* const*)
+    -> Factors<Left, Right>; // clang 14 does not find it by itself
 
 // M rows by W registers of F from row i and column j on.
 template <class F, unsigned W, unsigned M, class Work>
