@@ -150,3 +150,46 @@ void MAT_QR(ObjectHeader* object, uint64_t rows, uint64_t cols, const float* con
 // is no tolerance. a and b are not changed.
 void MAT_LeastSquares(ObjectHeader* object, uint64_t rows, uint64_t cols, const float* const* a,
                       const float* const* b, float** x);
+
+// ---- Constrained solver ----
+
+// Brings x, from its start, to the minimum of an objective under S x = s for the first meq rows of
+// A, S x <= s for the others, and lb <= x <= ub.
+//   kinds    mode 1: least squares, |H x - f| shortest; p = n and m at least n.
+//            Other modes: linear programme, f . x smallest; p = 0, H null, m = n. The start must
+//            satisfy the equalities.
+//   H        m by p
+//   f        m floats
+//   A        nc by n, equalities first; null if there are neither rows nor bounds
+//   b        nc floats
+//   lb, ub   n floats, or null for no bounds; with bounds alone A is a matrix of 0 rows
+//   x        n floats: the start, then the result. A start that breaks an inequality is repaired
+//            first.
+//   errors   Exhausted memory. Nothing else is reported: without a feasible point, without a
+//            minimum, or after 200 passes, x holds the last iterate. Test x against the constraints
+//            where it matters. Calls outside these sizes, and mode 1 with a p other than n or
+//            another mode with p above 0, leave x as it came.
+// Everything but x is left alone. All is in 32-bit floats with fixed tolerances, so it has limits:
+//   - Scale a problem to numbers near 1: constraints count as satisfied within 1.2e-7, absolutely.
+//     With larger numbers rounding alone breaks them, and a start may seem infeasible.
+//   - On degenerate sets (more rows through one point than variables) a row can block below float
+//     rounding again and again, and the call ends at its limit of passes short of the optimum.
+//   - A rank-deficient H is stepped on through the inverse of a squared matrix that is not tested
+//     for being singular; x may end as NaN.
+//   - A linear programme ends as soon as its last variable comes below 2.4e-7, optimal or not: keep
+//     that one positive, or add one that is.
+// Source: the active-set method with a null-space basis, Gill, Murray, Wright, Practical
+// Optimization.
+void MAT_Solve_Constrained(ObjectHeader* object, uint64_t m, uint64_t p, const float* const* H,
+                           const float* f, uint64_t nc, uint64_t n, const float* const* A,
+                           const float* b, const float* lb, const float* ub, uint64_t meq,
+                           int32_t mode, float* x);
+
+// |H x - f| shortest under Ain x <= bin (ni rows), Aeq x = beq (ne rows) and lb <= x <= ub: the
+// rows are stacked and go to MAT_Solve_Constrained, with all that is told there. H is m by n, m at
+// least n. With ni or ne of 0 their pointers are not looked at; lb and ub may be null.
+void MAT_LeastSquares_Constrained(ObjectHeader* object, uint64_t m, uint64_t n,
+                                  const float* const* H, const float* f, uint64_t ni,
+                                  const float* const* Ain, const float* bin, uint64_t ne,
+                                  const float* const* Aeq, const float* beq, const float* lb,
+                                  const float* ub, float* x);

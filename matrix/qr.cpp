@@ -179,31 +179,41 @@ void MAT_QR(ObjectHeader* object, uint64_t rows, uint64_t cols, const float* con
 
 // ---- Least squares ----
 
-void MAT_LeastSquares(ObjectHeader* object, uint64_t rows, uint64_t cols, const float* const* a,
-                      const float* const* b, float** x)
+LeastSquaresScratch LeastSquares_Lay_Out(Scratch* scratch, uint64_t rows, uint64_t cols)
 {
-    float** q;
-    float** r;
-    float** c;
-    MAT_Alloc_T(object, rows, rows, &q);
-    MAT_Alloc_T(object, rows, cols, &r);
-    MAT_Alloc_T(object, rows, 1, &c);
-    MAT_Zero(object, cols, 1, x);
-    MAT_QR(object, rows, cols, a, q, r);
-    MAT_TransMul(object, rows, rows, 1, q, b, c);
+    LeastSquaresScratch out;
+    out.q = Scratch_Matrix(scratch, rows, rows);
+    out.r = Scratch_Matrix(scratch, rows, cols);
+    out.c = Scratch_Column(scratch, rows);
+    out.v = Scratch_Floats(scratch, rows);
+    return out;
+}
+
+void Direct_LeastSquares(uint64_t rows, uint64_t cols, const float* const* a, const float* const* b,
+                         float** x, const LeastSquaresScratch& scratch)
+{
+    Direct_QR(rows, cols, a, scratch.q, scratch.r, scratch.v);
+    MAT_TransMul(nullptr, rows, rows, 1, scratch.q, b, scratch.c.m);
     for (uint64_t i = cols; i-- > 0;) {
-        const float p = r[i][i];
-        if (p == 0.0f) {
+        const float* row = scratch.r[i];
+        if (row[i] == 0.0f) {
             x[i][0] = 0.0f;
             continue;
         }
         float sum = 0.0f;
         for (uint64_t j = cols; j-- > i + 1;) {
-            sum = F_MulAdd(x[j][0], r[i][j], sum);
+            sum = F_MulAdd(x[j][0], row[j], sum);
         }
-        x[i][0] = F_Div(F_Sub(c[i][0], sum), p);
+        x[i][0] = F_Div(F_Sub(scratch.c.v[i], sum), row[i]);
     }
-    MAT_Free_T(object, rows, c);
-    MAT_Free_T(object, rows, r);
-    MAT_Free_T(object, rows, q);
+}
+
+void MAT_LeastSquares(ObjectHeader* object, uint64_t rows, uint64_t cols, const float* const* a,
+                      const float* const* b, float** x)
+{
+    Scratch measured = {};
+    LeastSquares_Lay_Out(&measured, rows, cols);
+    Scratch scratch = Scratch_Allocate(object, measured);
+    Direct_LeastSquares(rows, cols, a, b, x, LeastSquares_Lay_Out(&scratch, rows, cols));
+    OBJ_Free_T(object, scratch.block);
 }
