@@ -177,7 +177,8 @@ void MAT_LeastSquares(ObjectHeader* object, uint64_t rows, uint64_t cols, const 
 //   - A rank-deficient H is stepped on through the inverse of a squared matrix that is not tested
 //     for being singular; x may end as NaN.
 //   - A linear programme ends as soon as its last variable comes below 2.4e-7, optimal or not: keep
-//     that one positive, or add one that is.
+//     that one positive, or add one that is. And it takes an objective that falls by less than
+//     0.012 a unit of way for level: scale f so that such slopes do not matter.
 // Source: the active-set method with a null-space basis, Gill, Murray, Wright, Practical
 // Optimization.
 void MAT_Solve_Constrained(ObjectHeader* object, uint64_t m, uint64_t p, const float* const* H,

@@ -75,9 +75,56 @@ static uint64_t Solutions()
     });
 }
 
+// Problems of small whole numbers meet ties and degenerate corners, others the general case.
+static float Number(Random* random, bool whole, float limit)
+{
+    const float value = Random_Float(random, limit);
+    return whole ? static_cast<float>(static_cast<int32_t>(value)) : value;
+}
+
+static uint64_t Constrained()
+{
+    Digest digest;
+    Random random = {1};
+    for (unsigned turn = 0; turn < 3000; turn++) {
+        const uint64_t n = 1 + turn % 7;
+        const bool least_squares = turn % 2 != 0;
+        const bool whole = turn % 3 == 0;
+        const uint64_t m = least_squares ? n + turn % 3 : n;
+        const uint64_t meq = Random_Word(&random) % 3 % n;
+        const uint64_t nc = meq + Random_Word(&random) % (n + 3);
+        Square H(&random, 9, false);
+        Square A(&random, 12, false);
+        float f[9], b[12], lb[7], ub[7], x[7];
+        for (uint64_t i = 0; i < 9; i++) {
+            f[i] = Number(&random, whole, 6.0f);
+        }
+        for (uint64_t i = 0; i < n; i++) {
+            x[i] = Number(&random, whole, 3.0f);
+            lb[i] = -2.0f;
+            ub[i] = 2.0f;
+        }
+        for (uint64_t i = 0; i < nc; i++) {
+            b[i] = 1.0f;
+            for (uint64_t j = 0; j < n; j++) {
+                A.m()[i][j] = Number(&random, whole, 2.5f);
+                b[i] += i < meq ? A.m()[i][j] * x[j] : 0.0f;
+            }
+            b[i] -= i < meq ? 1.0f : 0.0f;
+        }
+        const bool bounds = !least_squares || turn % 5 != 0;
+        MAT_Solve_Constrained(&Object, m, least_squares ? n : 0, least_squares ? H.m() : nullptr, f,
+                              nc, n, A.m(), b, bounds ? lb : nullptr, bounds ? ub : nullptr, meq,
+                              least_squares ? 1 : 0, x);
+        Digest_Floats(&digest, x, n);
+    }
+    return digest.hash;
+}
+
 static const DigestLine Lines[] = {
     {"matrix products", Products},
     {"matrix decompositions", Decompositions},
     {"matrix solutions", Solutions},
+    {"matrix constrained", Constrained},
 };
 const DigestTable Digest_Matrix = {Lines, std::size(Lines)};
