@@ -98,6 +98,7 @@ static uint64_t Constrained()
         float f[9], b[12], lb[7], ub[7], x[7];
         for (uint64_t i = 0; i < 9; i++) {
             f[i] = Number(&random, whole, 6.0f);
+            H.m()[i][n - 1] = turn % 11 == 0 ? H.m()[i][0] : H.m()[i][n - 1]; // without full rank
         }
         for (uint64_t i = 0; i < n; i++) {
             x[i] = Number(&random, whole, 3.0f);
@@ -112,7 +113,7 @@ static uint64_t Constrained()
             }
             b[i] -= i < meq ? 1.0f : 0.0f;
         }
-        const bool bounds = !least_squares || turn % 5 != 0;
+        const bool bounds = turn % 5 != 0;
         MAT_Solve_Constrained(&Object, m, least_squares ? n : 0, least_squares ? H.m() : nullptr, f,
                               nc, n, A.m(), b, bounds ? lb : nullptr, bounds ? ub : nullptr, meq,
                               least_squares ? 1 : 0, x);
