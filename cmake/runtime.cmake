@@ -18,6 +18,7 @@ set(OMBRINE_SOURCES
     spectrum/fft_complex.cpp
     spectrum/fft_plan.cpp
     spectrum/fft_real.cpp
+    spectrum/fv_layout.cpp
     vector/kern.cpp
     vector/kern_power.cpp
     vector/kern_product.cpp
