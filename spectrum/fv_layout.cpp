@@ -136,5 +136,7 @@ void FV_Copy_Range(ObjectHeader* object, uint32_t N, const float* src, uint32_t 
     const uint64_t from = std::max(uint64_t{2} * k0, uint64_t{2});
     const uint64_t to = std::max(uint64_t{2} * j0, uint64_t{2});
     const uint64_t end = uint64_t{2} * std::min(N / 2, k1);
-    KERN_Copy(object, static_cast<uint32_t>(end - from), src + from, dst + to);
+    if (end > from) {
+        KERN_Copy(object, static_cast<uint32_t>(end - from), src + from, dst + to);
+    }
 }
