@@ -15,6 +15,15 @@ set(OMBRINE_SOURCES
     frame/exports.cpp
     frame/float_mode.cpp
     frame/object.cpp
+    matrix/constrained.cpp
+    matrix/constrained_least.cpp
+    matrix/constrained_linear.cpp
+    matrix/constrained_set.cpp
+    matrix/direct.cpp
+    matrix/product.cpp
+    matrix/qr.cpp
+    matrix/scratch.cpp
+    matrix/storage.cpp
     spectrum/cmat.cpp
     spectrum/fft_complex.cpp
     spectrum/fft_plan.cpp

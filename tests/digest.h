@@ -21,6 +21,7 @@ struct DigestTable {
 
 extern const DigestTable Digest_Audio;
 extern const DigestTable Digest_Vector;
+extern const DigestTable Digest_Matrix;
 
 // FNV-1a over 64-bit words of bytes.
 struct Digest {

@@ -9,7 +9,7 @@
 #include <sstream>
 #include <string>
 
-static const DigestTable* const Tables[] = {&Digest_Audio, &Digest_Vector};
+static const DigestTable* const Tables[] = {&Digest_Audio, &Digest_Vector, &Digest_Matrix};
 
 static std::string Run_All()
 {

@@ -1,6 +1,6 @@
 // The float operations of the SIMD layer, one by one: each width of the build's form against a
 // plain definition written here, over all combinations of special values and over random bits.
-#include "vector/simd_float.h"
+#include "vector/simd_pairs.h"
 
 #include "tests/vector_fixture.h"
 

@@ -86,6 +86,7 @@ static const RotateCase Rotate_Cases[] = {
     {"up by more than n", 7, {4, 5, 1, 2, 3}},
     {"up by n", 5, {1, 2, 3, 4, 5}},
     {"down by n", -5, {1, 2, 3, 4, 5}},
+    {"down by more than n", -7, {3, 4, 5, 1, 2}},
     {"nothing", 0, {1, 2, 3, 4, 5}},
     {"up by one", 1, {5, 1, 2, 3, 4}},
     {"down by one", -1, {2, 3, 4, 5, 1}},
@@ -102,6 +103,7 @@ TEST(VecRotate, KnownAnswers)
         EXPECT_TRUE(v.Guards_Whole());
     }
     VEC_Rotate(nullptr, 0, 0, nullptr); // takes no memory
+    VEC_Rotate(nullptr, 0, 3, nullptr);
 }
 
 TEST(VecReverse, KnownAnswers)

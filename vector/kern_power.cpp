@@ -1,7 +1,7 @@
 // The spectrum kernels behind vector/kern.h that make powers or mix neighbouring bins.
 #include "vector/kern.h"
 
-#include "vector/simd_float.h"
+#include "vector/simd_pairs.h"
 
 // ---- Powers ----
 

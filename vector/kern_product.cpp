@@ -2,7 +2,7 @@
 // laid out so that behind the first four slots, with dc, ny and bin 1, only whole groups follow.
 #include "vector/kern.h"
 
-#include "vector/simd_float.h"
+#include "vector/simd_pairs.h"
 
 // ---- Complex products ----
 

@@ -1,7 +1,8 @@
 // The one SIMD layer. Each operation has one written meaning that holds in every build: NEON on
 // 64-bit Arm, SSE and AVX2 with FMA on x86-64, and plain lanes where OMBRINE_PLAIN_SIMD asks for
 // them. The plain form is the definition; the others give the same bits. No other file but its
-// parts, simd_float.h, simd_points.h and simd_parts.h, names a processor or an intrinsic.
+// parts simd_float.h, simd_pairs.h, simd_points.h and simd_parts.h names a processor or an
+// intrinsic.
 //
 // Types: B16 sixteen bytes, I4 four signed 32-bit integers, F4 four floats, D4 four doubles. Lane 0
 // comes first in memory. "Word" is a signed 64-bit integer in memory. Loads and stores need no
@@ -235,22 +236,7 @@ inline void I4_Store_Words(int64_t* words, I4 a)
 #endif
 }
 
-// I4_Shift_Left, I4_Shift_Right: each lane by Bits (0 to 31) places; right keeps the sign.
-template <int Bits> inline I4 I4_Shift_Left(I4 a)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    I4 out;
-    for (int k = 0; k < 4; k++) {
-        out.v[k] = static_cast<int32_t>(static_cast<uint32_t>(a.v[k]) << Bits);
-    }
-    return out;
-#elif defined(__aarch64__)
-    return {vshlq_n_s32(a.v, Bits)};
-#else
-    return {_mm_slli_epi32(a.v, Bits)};
-#endif
-}
-
+// I4_Shift_Right: each lane by Bits (0 to 31) places; the sign stays.
 template <int Bits> inline I4 I4_Shift_Right(I4 a)
 {
     if constexpr (Bits == 0) {
@@ -270,22 +256,7 @@ template <int Bits> inline I4 I4_Shift_Right(I4 a)
     }
 }
 
-// I4_Or, I4_Xor: bit by bit.
-inline I4 I4_Or(I4 a, I4 b)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    I4 out;
-    for (int k = 0; k < 4; k++) {
-        out.v[k] = a.v[k] | b.v[k];
-    }
-    return out;
-#elif defined(__aarch64__)
-    return {vorrq_s32(a.v, b.v)};
-#else
-    return {_mm_or_si128(a.v, b.v)};
-#endif
-}
-
+// I4_Xor: bit by bit.
 inline I4 I4_Xor(I4 a, I4 b)
 {
 #if defined(OMBRINE_PLAIN_SIMD)

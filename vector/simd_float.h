@@ -270,152 +270,100 @@ inline F4 F8_High(F8 a)
 
 // ---- Arithmetic ----
 
-// F_Add: a + b, rounded.
-inline F4 F_Add(F4 a, F4 b)
-{
+// Most operations are one instruction on each processor. These write the F4 and the F8 form from
+// the instruction's NEON name and its x86 name, which is the same at both widths. NEON takes the
+// addend of a fused operation first.
 #if defined(OMBRINE_PLAIN_SIMD)
-    return F4_Each<F_Add>(a, b);
+#define OMBRINE_LANES_1(name, neon, x86, a) F4_Each<name>(a)
+#define OMBRINE_LANES_2(name, neon, x86, a, b) F4_Each<name>(a, b)
+#define OMBRINE_LANES_3(name, neon, x86, a, b, c) F4_Each<name>(a, b, c)
 #elif defined(__aarch64__)
-    return {vaddq_f32(a.v, b.v)};
-#else
-    return {_mm_add_ps(a.v, b.v)};
-#endif
-}
-
-inline F8 F_Add(F8 a, F8 b)
+inline F4 F4_Of(float32x4_t v)
 {
-#if defined(OMBRINE_F8_PAIR)
-    return {F_Add(a.low, b.low), F_Add(a.high, b.high)};
-#else
-    return {_mm256_add_ps(a.v, b.v)};
-#endif
+    return {v};
 }
+#define OMBRINE_LANES_1(name, neon, x86, a) F4_Of(neon(a.v))
+#define OMBRINE_LANES_2(name, neon, x86, a, b) F4_Of(neon(a.v, b.v))
+#define OMBRINE_LANES_3(name, neon, x86, a, b, c) F4_Of(neon(c.v, a.v, b.v))
+#endif
+#if defined(OMBRINE_F8_PAIR)
+#define OMBRINE_UNARY(name, neon, x86)                                                             \
+    inline F4 name(F4 a)                                                                           \
+    {                                                                                              \
+        return OMBRINE_LANES_1(name, neon, x86, a);                                                \
+    }                                                                                              \
+    inline F8 name(F8 a)                                                                           \
+    {                                                                                              \
+        return {name(a.low), name(a.high)};                                                        \
+    }
+#define OMBRINE_BINARY(name, neon, x86)                                                            \
+    inline F4 name(F4 a, F4 b)                                                                     \
+    {                                                                                              \
+        return OMBRINE_LANES_2(name, neon, x86, a, b);                                             \
+    }                                                                                              \
+    inline F8 name(F8 a, F8 b)                                                                     \
+    {                                                                                              \
+        return {name(a.low, b.low), name(a.high, b.high)};                                         \
+    }
+#define OMBRINE_FUSED(name, neon, x86)                                                             \
+    inline F4 name(F4 a, F4 b, F4 c)                                                               \
+    {                                                                                              \
+        return OMBRINE_LANES_3(name, neon, x86, a, b, c);                                          \
+    }                                                                                              \
+    inline F8 name(F8 a, F8 b, F8 c)                                                               \
+    {                                                                                              \
+        return {name(a.low, b.low, c.low), name(a.high, b.high, c.high)};                          \
+    }
+#else
+#define OMBRINE_UNARY(name, neon, x86)                                                             \
+    inline F4 name(F4 a)                                                                           \
+    {                                                                                              \
+        return {_mm_##x86(a.v)};                                                                   \
+    }                                                                                              \
+    inline F8 name(F8 a)                                                                           \
+    {                                                                                              \
+        return {_mm256_##x86(a.v)};                                                                \
+    }
+#define OMBRINE_BINARY(name, neon, x86)                                                            \
+    inline F4 name(F4 a, F4 b)                                                                     \
+    {                                                                                              \
+        return {_mm_##x86(a.v, b.v)};                                                              \
+    }                                                                                              \
+    inline F8 name(F8 a, F8 b)                                                                     \
+    {                                                                                              \
+        return {_mm256_##x86(a.v, b.v)};                                                           \
+    }
+#define OMBRINE_FUSED(name, neon, x86)                                                             \
+    inline F4 name(F4 a, F4 b, F4 c)                                                               \
+    {                                                                                              \
+        return {_mm_##x86(a.v, b.v, c.v)};                                                         \
+    }                                                                                              \
+    inline F8 name(F8 a, F8 b, F8 c)                                                               \
+    {                                                                                              \
+        return {_mm256_##x86(a.v, b.v, c.v)};                                                      \
+    }
+#endif
+
+// F_Add: a + b, rounded.
+OMBRINE_BINARY(F_Add, vaddq_f32, add_ps)
 
 // F_Sub: a - b, rounded.
-inline F4 F_Sub(F4 a, F4 b)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return F4_Each<F_Sub>(a, b);
-#elif defined(__aarch64__)
-    return {vsubq_f32(a.v, b.v)};
-#else
-    return {_mm_sub_ps(a.v, b.v)};
-#endif
-}
-
-inline F8 F_Sub(F8 a, F8 b)
-{
-#if defined(OMBRINE_F8_PAIR)
-    return {F_Sub(a.low, b.low), F_Sub(a.high, b.high)};
-#else
-    return {_mm256_sub_ps(a.v, b.v)};
-#endif
-}
+OMBRINE_BINARY(F_Sub, vsubq_f32, sub_ps)
 
 // F_Mul: a * b, rounded.
-inline F4 F_Mul(F4 a, F4 b)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return F4_Each<F_Mul>(a, b);
-#elif defined(__aarch64__)
-    return {vmulq_f32(a.v, b.v)};
-#else
-    return {_mm_mul_ps(a.v, b.v)};
-#endif
-}
-
-inline F8 F_Mul(F8 a, F8 b)
-{
-#if defined(OMBRINE_F8_PAIR)
-    return {F_Mul(a.low, b.low), F_Mul(a.high, b.high)};
-#else
-    return {_mm256_mul_ps(a.v, b.v)};
-#endif
-}
+OMBRINE_BINARY(F_Mul, vmulq_f32, mul_ps)
 
 // F_Div: a / b, a true division, rounded.
-inline F4 F_Div(F4 a, F4 b)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return F4_Each<F_Div>(a, b);
-#elif defined(__aarch64__)
-    return {vdivq_f32(a.v, b.v)};
-#else
-    return {_mm_div_ps(a.v, b.v)};
-#endif
-}
-
-inline F8 F_Div(F8 a, F8 b)
-{
-#if defined(OMBRINE_F8_PAIR)
-    return {F_Div(a.low, b.low), F_Div(a.high, b.high)};
-#else
-    return {_mm256_div_ps(a.v, b.v)};
-#endif
-}
+OMBRINE_BINARY(F_Div, vdivq_f32, div_ps)
 
 // F_MulAdd: a * b + c, fused.
-inline F4 F_MulAdd(F4 a, F4 b, F4 c)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return F4_Each<F_MulAdd>(a, b, c);
-#elif defined(__aarch64__)
-    return {vfmaq_f32(c.v, a.v, b.v)};
-#else
-    return {_mm_fmadd_ps(a.v, b.v, c.v)};
-#endif
-}
-
-inline F8 F_MulAdd(F8 a, F8 b, F8 c)
-{
-#if defined(OMBRINE_F8_PAIR)
-    return {F_MulAdd(a.low, b.low, c.low), F_MulAdd(a.high, b.high, c.high)};
-#else
-    return {_mm256_fmadd_ps(a.v, b.v, c.v)};
-#endif
-}
+OMBRINE_FUSED(F_MulAdd, vfmaq_f32, fmadd_ps)
 
 // F_NegMulAdd: c - a * b, fused.
-inline F4 F_NegMulAdd(F4 a, F4 b, F4 c)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return F4_Each<F_NegMulAdd>(a, b, c);
-#elif defined(__aarch64__)
-    return {vfmsq_f32(c.v, a.v, b.v)};
-#else
-    return {_mm_fnmadd_ps(a.v, b.v, c.v)};
-#endif
-}
-
-inline F8 F_NegMulAdd(F8 a, F8 b, F8 c)
-{
-#if defined(OMBRINE_F8_PAIR)
-    return {F_NegMulAdd(a.low, b.low, c.low), F_NegMulAdd(a.high, b.high, c.high)};
-#else
-    return {_mm256_fnmadd_ps(a.v, b.v, c.v)};
-#endif
-}
+OMBRINE_FUSED(F_NegMulAdd, vfmsq_f32, fnmadd_ps)
 
 // F_Sqrt: the square root, rounded; NaN below zero, -0 for -0.
-inline F4 F_Sqrt(F4 a)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return F4_Each<F_Sqrt>(a);
-#elif defined(__aarch64__)
-    return {vsqrtq_f32(a.v)};
-#else
-    return {_mm_sqrt_ps(a.v)};
-#endif
-}
-
-inline F8 F_Sqrt(F8 a)
-{
-#if defined(OMBRINE_F8_PAIR)
-    return {F_Sqrt(a.low), F_Sqrt(a.high)};
-#else
-    return {_mm256_sqrt_ps(a.v)};
-#endif
-}
+OMBRINE_UNARY(F_Sqrt, vsqrtq_f32, sqrt_ps)
 
 // F_Neg: the sign turned, NaN and zero included; bits.
 inline F4 F_Neg(F4 a)
@@ -543,184 +491,6 @@ inline F8 F_Recip_Estimate(F8 a)
 inline F4 F_Recip_Estimate(F4 a)
 {
     return F8_Low(F_Recip_Estimate(F8_Join(a, a)));
-}
-
-// ---- Pairs of lanes: a complex number is an even lane, its real part, and the odd lane behind
-// ----
-
-// F_Dup_Even, F_Dup_Odd: each pair's even, or odd, lane in both places; bits.
-inline F4 F_Dup_Even(F4 a)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return {{a.v[0], a.v[0], a.v[2], a.v[2]}};
-#elif defined(__aarch64__)
-    return {vtrn1q_f32(a.v, a.v)};
-#else
-    return {_mm_moveldup_ps(a.v)};
-#endif
-}
-
-inline F8 F_Dup_Even(F8 a)
-{
-#if defined(OMBRINE_F8_PAIR)
-    return {F_Dup_Even(a.low), F_Dup_Even(a.high)};
-#else
-    return {_mm256_moveldup_ps(a.v)};
-#endif
-}
-
-inline F4 F_Dup_Odd(F4 a)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return {{a.v[1], a.v[1], a.v[3], a.v[3]}};
-#elif defined(__aarch64__)
-    return {vtrn2q_f32(a.v, a.v)};
-#else
-    return {_mm_movehdup_ps(a.v)};
-#endif
-}
-
-inline F8 F_Dup_Odd(F8 a)
-{
-#if defined(OMBRINE_F8_PAIR)
-    return {F_Dup_Odd(a.low), F_Dup_Odd(a.high)};
-#else
-    return {_mm256_movehdup_ps(a.v)};
-#endif
-}
-
-// F_Swap: the lanes of each pair exchanged; bits.
-inline F4 F_Swap(F4 a)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return {{a.v[1], a.v[0], a.v[3], a.v[2]}};
-#elif defined(__aarch64__)
-    return {vrev64q_f32(a.v)};
-#else
-    return {_mm_permute_ps(a.v, 0xB1)};
-#endif
-}
-
-inline F8 F_Swap(F8 a)
-{
-#if defined(OMBRINE_F8_PAIR)
-    return {F_Swap(a.low), F_Swap(a.high)};
-#else
-    return {_mm256_permute_ps(a.v, 0xB1)};
-#endif
-}
-
-// F_Neg_Even, F_Neg_Odd: the sign turned in the even, or odd, lanes; bits.
-inline F4 F_Neg_Even(F4 a)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return {{F_Neg(a.v[0]), a.v[1], F_Neg(a.v[2]), a.v[3]}};
-#elif defined(__aarch64__)
-    const uint32x4_t signs = vreinterpretq_u32_u64(vdupq_n_u64(0x0000000080000000));
-    return {vreinterpretq_f32_u32(veorq_u32(vreinterpretq_u32_f32(a.v), signs))};
-#else
-    return {_mm_xor_ps(a.v, _mm_setr_ps(-0.0f, 0.0f, -0.0f, 0.0f))};
-#endif
-}
-
-inline F8 F_Neg_Even(F8 a)
-{
-#if defined(OMBRINE_F8_PAIR)
-    return {F_Neg_Even(a.low), F_Neg_Even(a.high)};
-#else
-    return {_mm256_xor_ps(
-        a.v, _mm256_castpd_ps(_mm256_castsi256_pd(_mm256_set1_epi64x(0x0000000080000000))))};
-#endif
-}
-
-inline F4 F_Neg_Odd(F4 a)
-{
-    return F_Neg(F_Neg_Even(a));
-}
-
-inline F8 F_Neg_Odd(F8 a)
-{
-#if defined(OMBRINE_F8_PAIR)
-    return {F_Neg_Odd(a.low), F_Neg_Odd(a.high)};
-#else
-    return {_mm256_xor_ps(a.v, _mm256_castpd_ps(_mm256_set1_pd(-0.0)))};
-#endif
-}
-
-// F_Blend: the even lanes of even and the odd lanes of odd; bits.
-inline F4 F_Blend(F4 even, F4 odd)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return {{even.v[0], odd.v[1], even.v[2], odd.v[3]}};
-#elif defined(__aarch64__)
-    const uint32x4_t low = vreinterpretq_u32_u64(vdupq_n_u64(0x00000000FFFFFFFF));
-    return {vbslq_f32(low, even.v, odd.v)};
-#else
-    return {_mm_blend_ps(even.v, odd.v, 0xA)};
-#endif
-}
-
-inline F8 F_Blend(F8 even, F8 odd)
-{
-#if defined(OMBRINE_F8_PAIR)
-    return {F_Blend(even.low, odd.low), F_Blend(even.high, odd.high)};
-#else
-    return {_mm256_blend_ps(even.v, odd.v, 0xAA)};
-#endif
-}
-
-// F4_Halves: lanes 0 and 1 of low, lanes 2 and 3 of high; bits.
-inline F4 F4_Halves(F4 low, F4 high)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return {{low.v[0], low.v[1], high.v[2], high.v[3]}};
-#elif defined(__aarch64__)
-    return {vcombine_f32(vget_low_f32(low.v), vget_high_f32(high.v))};
-#else
-    return {_mm_blend_ps(low.v, high.v, 0xC)};
-#endif
-}
-
-// F_Load_Twice<F>: half as many floats as lanes, each in both places of a pair; bits.
-template <class F> F F_Load_Twice(const float* from);
-
-template <> inline F4 F_Load_Twice<F4>(const float* from)
-{
-#if defined(OMBRINE_PLAIN_SIMD)
-    return {{from[0], from[0], from[1], from[1]}};
-#elif defined(__aarch64__)
-    const float32x2_t pair = vld1_f32(from);
-    return {vcombine_f32(vdup_lane_f32(pair, 0), vdup_lane_f32(pair, 1))};
-#else
-    const __m128 pair = _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
-    return {_mm_unpacklo_ps(pair, pair)};
-#endif
-}
-
-template <> inline F8 F_Load_Twice<F8>(const float* from)
-{
-    const F4 four = F4_Load(from);
-    F4 low;
-    F4 high;
-    F4_Zip(four, four, &low, &high);
-    return F8_Join(low, high);
-}
-
-// F_Store_Even: the even lanes of two registers, those of a first; half as many floats as lanes of
-// both; bits.
-inline void F_Store_Even(float* to, F8 a, F8 b)
-{
-#if defined(OMBRINE_F8_PAIR)
-    F4 even;
-    F4 odd;
-    F4_Unzip(a.low, a.high, &even, &odd);
-    F4_Store(to, even);
-    F4_Unzip(b.low, b.high, &even, &odd);
-    F4_Store(to + 4, even);
-#else
-    const __m256d even = _mm256_castps_pd(_mm256_shuffle_ps(a.v, b.v, 0x88));
-    _mm256_storeu_ps(to, _mm256_castpd_ps(_mm256_permute4x64_pd(even, 0xD8)));
-#endif
 }
 
 } // namespace OMBRINE_SIMD_FORM

@@ -124,8 +124,7 @@ void VEC_Pow10(ObjectHeader* object, uint64_t n, const float* src, float* dst);
 // Processing.
 void VEC_Interpolate_Sinc(ObjectHeader* object, uint64_t n, int32_t L, const float* src,
                           float* dst);
-// A circular shift in place; shift is at least -n, positive toward higher indices; n is at least 1
-// unless shift is 0.
+// A circular shift in place by any number of places, positive toward higher indices.
 void VEC_Rotate(ObjectHeader* object, uint64_t n, int32_t shift, float* v);
 void VEC_Reverse_InPlace(ObjectHeader* object, uint64_t n, float* v);
 // dst may be src.

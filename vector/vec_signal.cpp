@@ -128,13 +128,12 @@ void VEC_Interpolate_Sinc(ObjectHeader* object, uint64_t n, int32_t L, const flo
 
 void VEC_Rotate(ObjectHeader* object, uint64_t n, int32_t shift, float* v)
 {
-    if (shift == 0) {
+    if (shift == 0 || n == 0) {
         return;
     }
     // The last `up` elements change places with those before them. Only one side is saved.
     const int64_t length = static_cast<int64_t>(n);
-    const uint64_t up =
-        static_cast<uint64_t>(shift > 0 ? shift % length : (shift + length) % length);
+    const uint64_t up = static_cast<uint64_t>((shift % length + length) % length);
     const uint64_t rest = n - up;
     const uint64_t saved = shift > 0 ? up : rest;
     float* scratch = static_cast<float*>(OBJ_Malloc_T(object, saved * sizeof(float)));
