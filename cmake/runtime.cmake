@@ -24,9 +24,15 @@ set(OMBRINE_SOURCES
     matrix/qr.cpp
     matrix/scratch.cpp
     matrix/storage.cpp
+    spectrum/cmat.cpp
     spectrum/fft_complex.cpp
     spectrum/fft_plan.cpp
     spectrum/fft_real.cpp
+    spectrum/filter_sections.cpp
+    spectrum/fv_arithmetic.cpp
+    spectrum/fv_layout.cpp
+    spectrum/fv_level.cpp
+    spectrum/hfv.cpp
     vector/kern.cpp
     vector/kern_power.cpp
     vector/kern_product.cpp

@@ -1,7 +1,8 @@
 // The one SIMD layer. Each operation has one written meaning that holds in every build: NEON on
 // 64-bit Arm, SSE and AVX2 with FMA on x86-64, and plain lanes where OMBRINE_PLAIN_SIMD asks for
 // them. The plain form is the definition; the others give the same bits. No other file but its
-// parts simd_float.h, simd_pairs.h and simd_points.h names a processor or an intrinsic.
+// parts simd_float.h, simd_pairs.h, simd_points.h and simd_parts.h names a processor or an
+// intrinsic.
 //
 // Types: B16 sixteen bytes, I4 four signed 32-bit integers, F4 four floats, D4 four doubles. Lane 0
 // comes first in memory. "Word" is a signed 64-bit integer in memory. Loads and stores need no
