@@ -1,7 +1,7 @@
 // The complex inversion behind spectrum/cmat.h.
 #include "spectrum/cmat.h"
 
-#include "vector/simd_float.h"
+#include "vector/simd_pairs.h"
 #include "vector/simd_points.h"
 
 #include <cstring>

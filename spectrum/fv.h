@@ -10,7 +10,8 @@
 // The factor of 2 that FFT_Real_Forward puts into every slot is not known here.
 //   object   ignored
 //   order    N, the sources, the destination, scalars; a number goes to the out pointer, last
-//   arrays   dst may be any of the sources, unless told otherwise; no other overlap
+//   arrays   dst may be any source FV, also where it is an HFV, unless told otherwise; no other
+//            overlap
 //   errors   nothing is tested; NaN, infinity and division by zero pass into the data
 // Rounding: each operation rounds once. A product next to a sum shares one rounding with it. Of a
 // sum of two products the first as written is rounded and the second fused with the sum, so:

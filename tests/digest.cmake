@@ -1,6 +1,7 @@
 # The digest of results, once as the library is built and once with the plain form of vector/simd.h:
 # one expected file for both and for every preset.
-set(digest_sources digest_test.cpp digest_audio.cpp digest_vector.cpp digest_matrix.cpp)
+set(digest_sources digest_test.cpp digest_audio.cpp digest_vector.cpp digest_matrix.cpp
+    digest_spectrum.cpp)
 
 ombrine_add_objects(ombrine_plain_objects -DOMBRINE_PLAIN_SIMD)
 add_library(ombrine_runtime_plain STATIC $<TARGET_OBJECTS:ombrine_plain_objects>)

@@ -22,6 +22,7 @@ struct DigestTable {
 extern const DigestTable Digest_Audio;
 extern const DigestTable Digest_Vector;
 extern const DigestTable Digest_Matrix;
+extern const DigestTable Digest_Spectrum;
 
 // FNV-1a over 64-bit words of bytes.
 struct Digest {

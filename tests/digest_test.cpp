@@ -9,7 +9,8 @@
 #include <sstream>
 #include <string>
 
-static const DigestTable* const Tables[] = {&Digest_Audio, &Digest_Vector, &Digest_Matrix};
+static const DigestTable* const Tables[] = {&Digest_Audio, &Digest_Vector, &Digest_Matrix,
+                                            &Digest_Spectrum};
 
 static std::string Run_All()
 {

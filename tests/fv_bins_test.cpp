@@ -46,6 +46,9 @@ static float Cross(Bin a, Bin b)
 
 static float Larger_Number(float a, float b)
 {
+    if (a == b) {
+        return std::signbit(a) ? b : a; // of zeros the positive one
+    }
     return a != a ? b : b != b ? a : a > b ? a : b;
 }
 

@@ -1,6 +1,7 @@
 // The float operations of the SIMD layer, one by one: each width of the build's form against a
 // plain definition written here, over all combinations of special values and over random bits.
 #include "vector/simd_pairs.h"
+#include "vector/simd_parts.h"
 
 #include "tests/vector_fixture.h"
 
@@ -332,4 +333,34 @@ TEST(SimdLanes, EightMoveAsNamed)
         EXPECT_EQ(even[k], static_cast<float>(2 * k + 1));
     }
     EXPECT_EQ(even[8], -1.0f);
+}
+
+// Whichever lane holds which point: in order in memory before and after.
+template <class F> static void Check_Parts()
+{
+    constexpr int Points = static_cast<int>(F_Lanes<F>);
+    Guarded to(2 * Points, 4);
+    const Counted count;
+    const Parts<F> parts = F_Load_Parts<F>(count.data + 1);
+    F_Store_Parts(to.data, Parts<F>{parts.im, parts.re});
+    for (int k = 0; k < 2 * Points; k++) {
+        EXPECT_EQ(to.data[k], static_cast<float>((k ^ 1) + 2)) << "float " << k;
+    }
+    F_Store_Parts(to.data, Parts<F>{parts.re, F_Load_Reals<F>(count.data + 1)});
+    for (int k = 0; k < 2 * Points; k++) {
+        EXPECT_EQ(to.data[k], static_cast<float>(k % 2 == 0 ? k + 2 : k / 2 + 2)) << "float " << k;
+    }
+    Guarded reals(Points, 4);
+    F_Store_Reals(reals.data, parts.im);
+    for (int k = 0; k < Points; k++) {
+        EXPECT_EQ(reals.data[k], static_cast<float>(2 * k + 3)) << "point " << k;
+    }
+    EXPECT_TRUE(to.Guards_Whole() && reals.Guards_Whole());
+}
+
+TEST(SimdLanes, PartsOfPointsStayInOrder)
+{
+    Check_Parts<float>();
+    Check_Parts<F4>();
+    Check_Parts<F8>();
 }

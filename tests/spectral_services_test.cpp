@@ -167,7 +167,7 @@ TEST(ComplexInverse, IsTheSameElementByElement)
             const std::vector<float> floats = Make_Floats(&random, 4 * n * n, content);
             std::vector<Complex> A(2 * n * n);
             memcpy(static_cast<void*>(A.data()), floats.data(), floats.size() * sizeof(float));
-            Check_Invert(n, &A, n % 3 * 4);
+            Check_Invert(n, &A, static_cast<unsigned>(n % 3 * 4));
         }
     }
 }
