@@ -242,7 +242,7 @@ class FvBins : public testing::TestWithParam<BinCase>
         if (in_place) {
             call.dst = mem_a.data;
             if (std::string(c.name) == "From_HFV") { // the one that reads no FV
-                mem_dst.Fill(h);
+                std::copy(h.begin(), h.end(), mem_dst.data);
                 call.h = call.dst = mem_dst.data;
             }
         }
