@@ -12,6 +12,9 @@ set(OMBRINE_SOURCES
     audiofile/stream.cpp
     audiofile/transfer.cpp
     audiofile/write_header.cpp
+    fileproc/parameters.cpp
+    fileproc/spectra.cpp
+    fileproc/tables.cpp
     frame/exports.cpp
     frame/float_mode.cpp
     frame/object.cpp
