@@ -98,7 +98,7 @@ void FileProc_WrMatrixI(ObjectHeader* object, uint64_t rows, uint64_t columns,
     Table_Close(object, stream, "FileProc_WrMatrixI: Problem closing ", path);
 }
 
-// ---- Reading matrices ----
+// ---- Reading matrices: no other thread has the stream, so single characters need no lock ----
 
 static bool Is_Blank(int c)
 {
@@ -115,7 +115,7 @@ static int Next_Visible(FILE* stream)
 {
     int c;
     do {
-        c = getc(stream);
+        c = getc_unlocked(stream);
     } while (Is_Blank(c));
     return c;
 }
@@ -124,7 +124,7 @@ static int Next_Visible(FILE* stream)
 static bool Drop_Line(FILE* stream)
 {
     bool dropped = false;
-    for (int c = getc(stream); !Ends_Line(c); c = getc(stream)) {
+    for (int c = getc_unlocked(stream); !Ends_Line(c); c = getc_unlocked(stream)) {
         dropped = dropped || !(Is_Blank(c) || c == '\r');
     }
     return dropped;
@@ -192,7 +192,7 @@ void FileProc_RdMatrixI(ObjectHeader* object, uint64_t rows, uint64_t columns, i
                             path);
         }
         m[row][column++] = value;
-        int next = getc(stream);
+        int next = getc_unlocked(stream);
         if (column == columns) {
             if (!Ends_Line(next)) {
                 Drop_Line(stream);

@@ -27,6 +27,10 @@ void Make_Recorder(RecordingObject* object);
 // A stop outside of this aborts.
 bool Stops(RecordingObject* object, const std::function<void()>& call);
 
+// The same for a call that owns what a jump leaks, or whose stop is told to leave files open and
+// memory taken, as the end of the process gives them back: the leak checker passes over it.
+bool Stops_For_Good(RecordingObject* object, const std::function<void()>& call);
+
 // A record as the exports take it: from OBJ_Malloc_C, not cleared, so that a memory checker sees a
 // field that is used unset. Drop_Handle gives it back with all that a stop left behind: the stream,
 // if still_open says that the stop left it open, and the stream's buffer.

@@ -43,7 +43,7 @@ static std::string Read_As_Text(ObjectHeader* object, FILE* stream, const char* 
     static Value value; // outlives a stop
     value = 77;
     auto* recorder = reinterpret_cast<RecordingObject*>(object);
-    *done = !Stops(recorder, [=] { Read(object, stream, format, &value); });
+    *done = !Stops_For_Good(recorder, [=] { Read(object, stream, format, &value); });
     return testing::PrintToString(value);
 }
 
@@ -52,7 +52,7 @@ static std::string Read_Name(ObjectHeader* object, FILE* stream, const char* for
     static char name[32];
     strcpy(name, "77");
     auto* recorder = reinterpret_cast<RecordingObject*>(object);
-    *done = !Stops(recorder, [=] { FileProc_Rdnme(object, stream, format, name); });
+    *done = !Stops_For_Good(recorder, [=] { FileProc_Rdnme(object, stream, format, name); });
     return name;
 }
 
@@ -193,7 +193,7 @@ static void Check_List(const ListRow& row, Read read, const std::vector<int>& ex
     Make_Recorder(&object);
     std::vector<Value> values(8, Value{77});
     uint64_t found = 99;
-    const bool stopped = Stops(&object, [&] {
+    const bool stopped = Stops_For_Good(&object, [&] {
         read(&object.header, text.stream, row.tag, row.count, &found, values.data());
     });
     EXPECT_EQ(text.Rest(), rest);
@@ -227,7 +227,7 @@ TEST(FileProcFields, RefusesTagsWithoutAMarkBehindText)
             uint64_t found = 99;
             int32_t ints[1];
             float values[1];
-            EXPECT_TRUE(Stops(&object, [&] {
+            EXPECT_TRUE(Stops_For_Good(&object, [&] {
                 floats ? FileProc_RdFloatString(&object.header, text.stream, tag, 1, &found, values)
                        : FileProc_RdIntString(&object.header, text.stream, tag, 1, &found, ints);
             }));
@@ -248,7 +248,7 @@ TEST(FileProcFields, ReportsAListBeyondMemory)
         Make_Recorder(&object);
         uint64_t found = 99;
         float values[1];
-        EXPECT_TRUE(Stops(&object, [&] {
+        EXPECT_TRUE(Stops_For_Good(&object, [&] {
             FileProc_RdFloatString(&object.header, text.stream, "g:", count, &found, values);
         }));
         EXPECT_EQ(object.reports, Reports{"3,2: OBJ_Malloc_T: Out of temp. memory"});
@@ -345,7 +345,7 @@ TEST(FileProcFields, StopsWithAReport)
         RecordingObject object;
         Make_Recorder(&object);
         Stream = nullptr;
-        EXPECT_TRUE(Stops(&object, [&] { row.run(&object.header); })) << row.name;
+        EXPECT_TRUE(Stops_For_Good(&object, [&] { row.run(&object.header); })) << row.name;
         EXPECT_EQ(object.reports, row.reports) << row.name;
         if (Stream != nullptr) {
             fclose(Stream);

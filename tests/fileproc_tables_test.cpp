@@ -161,7 +161,7 @@ Check_Matrix(const MatrixRow& row, Read read, const Floats& expected, const Repo
     Make_Recorder(&object);
     Table<Value> table(row.rows, row.columns);
     const int descriptors = Open_Descriptors();
-    const bool stopped = Stops(&object, [&] {
+    const bool stopped = Stops_For_Good(&object, [&] {
         read(&object.header, row.rows, row.columns, table.m.data(), path.c_str());
     });
     EXPECT_EQ(object.reports, In_Pairs(reports, path));
@@ -206,7 +206,7 @@ TEST(FileProcTables, ReadsCoefficients)
         RecordingObject object;
         Make_Recorder(&object);
         Table<float> values(1, row.count);
-        const bool stopped = Stops(&object, [&] {
+        const bool stopped = Stops_For_Good(&object, [&] {
             FileProc_RdCoef(&object.header, row.count, path.c_str(), values.m[0]);
         });
         EXPECT_EQ(object.reports, In_Pairs(row.reports, path));
@@ -260,7 +260,7 @@ TEST(FileProcTables, ReadsSpectra)
         RecordingObject object;
         Make_Recorder(&object);
         Spectra spectra;
-        const bool stopped = Stops(&object, [&] {
+        const bool stopped = Stops_For_Good(&object, [&] {
             FileProc_RdMatrixHFV(&object.header, 2, row.n, spectra.rows, path.c_str());
         });
         EXPECT_EQ(object.reports, In_Pairs(row.reports, path));
@@ -327,18 +327,18 @@ TEST(FileProcTables, WritesTheseBytes)
         RecordingObject object;
         Make_Recorder(&object);
         const std::string path = Text_File("old text");
-        EXPECT_FALSE(Stops(&object, [&] { row.write(&object.header, path.c_str()); }));
+        EXPECT_FALSE(Stops_For_Good(&object, [&] { row.write(&object.header, path.c_str()); }));
         EXPECT_EQ(object.reports, Reports{});
         EXPECT_EQ(Text_Of(path), row.bytes);
 
         // A place that cannot be opened, and one that takes no byte, which shows in the close.
         const std::string name = std::string("3,14: ") + row.name + ": Problem opening ";
-        EXPECT_TRUE(Stops(&object, [&] { row.write(&object.header, "/nowhere/x"); }));
+        EXPECT_TRUE(Stops_For_Good(&object, [&] { row.write(&object.header, "/nowhere/x"); }));
         EXPECT_EQ(object.reports, (Reports{name, "3,14: /nowhere/x"}));
         if (*row.bytes != '\0') {
             object.reports.clear();
             const std::string closing = std::string("3,15: ") + row.name + ": Problem closing ";
-            EXPECT_TRUE(Stops(&object, [&] { row.write(&object.header, "/dev/full"); }));
+            EXPECT_TRUE(Stops_For_Good(&object, [&] { row.write(&object.header, "/dev/full"); }));
             const bool coef = closing.find("Coef") != std::string::npos;
             EXPECT_EQ(object.reports, (Reports{closing + (coef ? "%s" : ""), "3,15: /dev/full"}));
         }
@@ -365,7 +365,7 @@ TEST(FileProcTables, ReportsFilesThatDoNotOpen)
     for (const auto& c : cases) {
         RecordingObject object;
         Make_Recorder(&object);
-        EXPECT_TRUE(Stops(&object, [&] { c.read(&object.header); }));
+        EXPECT_TRUE(Stops_For_Good(&object, [&] { c.read(&object.header); }));
         EXPECT_EQ(object.reports,
                   (Reports{std::string("3,14: FileProc_") + c.name + ": Problem opening ",
                            "3,14: /nowhere/x"}));
