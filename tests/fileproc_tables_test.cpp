@@ -116,6 +116,7 @@ static const MatrixRow Matrix_Rows[] = {
      {F_Few_Columns},
      {I_Few_Columns}},
     {"surplus column", 2, 1, "1 9\n3 9\n", {1, 3}, {1, 3}, {F_Many_Columns}, {}},
+    {"surplus column, then none", 2, 1, "1 9\n3\n", {1, 3}, {1, 3}, {F_Many_Columns}, {}},
     {"a word as surplus", 1, 1, "1 nine\n", {1}, {1}, {F_Many_Columns}, {}},
     {"letters right behind the last", 1, 1, "1x\n", {1}, {1}, {F_Many_Columns}, {}},
     {"row missing", 2, 2, "1 2\n", {1, 2, 0, 0}, {1, 2, 0, 0}, {F_Few_Rows}, {I_Few_Rows}},
