@@ -63,7 +63,7 @@ endif()
 ombrine_add_objects(ombrine_objects)
 
 add_library(ombrine_runtime STATIC $<TARGET_OBJECTS:ombrine_objects>)
-target_include_directories(ombrine_runtime PUBLIC ${PROJECT_SOURCE_DIR})
+target_include_directories(ombrine_runtime PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
 target_link_libraries(ombrine_runtime PUBLIC m)
 # The archive's members are found by name alone; the load-time constructor must come along.
 target_link_options(ombrine_runtime INTERFACE -Wl,--undefined=OBJ_Float_Mode)
@@ -82,7 +82,7 @@ check_linker_flag(C "${OMBRINE_LLD_FLAGS}" OMBRINE_HAVE_LLD)
 add_library(OmbrineAudiofile SHARED $<TARGET_OBJECTS:ombrine_objects>)
 set_target_properties(OmbrineAudiofile PROPERTIES LINKER_LANGUAGE C NO_SONAME OFF
                       LINK_DEPENDS ${PROJECT_SOURCE_DIR}/frame/ombrine_audiofile.map)
-target_include_directories(OmbrineAudiofile INTERFACE ${PROJECT_SOURCE_DIR})
+target_include_directories(OmbrineAudiofile INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
 target_link_options(OmbrineAudiofile PRIVATE
     -Wl,--version-script=${PROJECT_SOURCE_DIR}/frame/ombrine_audiofile.map
     -Wl,-z,relro,-z,now -Wl,-z,noexecstack)

@@ -14,19 +14,33 @@ need_packages() {
     if [[ ${#missing[@]} -eq 0 ]]; then
         return
     fi
-    local root=()
-    if [[ $EUID -ne 0 ]]; then
-        if ! command -v sudo >/dev/null; then
-            echo "missing packages: ${missing[*]}; run as root, or install sudo" >&2
-            return 1
-        fi
-        root=(sudo)
-    fi
     echo "installing ${missing[*]}"
-    quietly "${root[@]}" apt-get update ||
+    quietly as_root apt-get update ||
         echo "going on with the package lists that are there" >&2
-    quietly "${root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    quietly as_root env DEBIAN_FRONTEND=noninteractive \
         apt-get install -y --no-install-recommends "${missing[@]}"
+}
+
+# need_foreign ARCH PKG...: the same for packages of another architecture, which dpkg is told of.
+need_foreign() {
+    local architecture=$1
+    shift
+    if ! dpkg --print-foreign-architectures | grep -qx "$architecture"; then
+        as_root dpkg --add-architecture "$architecture"
+    fi
+    need_packages "${@/%/:$architecture}"
+}
+
+# as_root COMMAND...: runs it as root, through sudo where the caller is not.
+as_root() {
+    if [[ $EUID -eq 0 ]]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo "$@"
+    else
+        echo "to be run as root, or with sudo installed: $*" >&2
+        return 1
+    fi
 }
 
 # quietly COMMAND...: runs it and shows what it printed on standard output only if it fails.

@@ -1,137 +1,16 @@
-// Both commands read their files block by block. A block holds a fixed number of values of all
-// channels together, so that memory stays bounded whatever a header states.
+// info and convert.
 #include "tools/commands.h"
-
-#include "frame/ombrine_audiofile.h"
+#include "tools/source.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstdarg>
-#include <cstdint>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <cwchar>
 #include <sys/stat.h>
 #include <unistd.h>
-
-static constexpr uint64_t Block_Values = 65536;                 // a file has at most 65535 channels
-static constexpr uint64_t Long_File_Values = uint64_t{1} << 24; // from here on a bar is shown
-static constexpr int Bar_Columns = 50;
 
 static constexpr uint64_t Largest_WAVE_Data = (uint64_t{1} << 32) - 37; // bytes, by the size fields
 static constexpr uint64_t Written_Bytes_Per_Value = 2;
 static constexpr double First_Rate_Beyond_WAVE = 4294967296.0;
-
-// ---- Text ----
-
-__attribute__((format(printf, 1, 2))) static std::string Format(const char* format, ...)
-{
-    char text[512];
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    return text;
-}
-
-// A text as a terminal shows it: a character may take two columns or none. What cannot be shown,
-// such as the newline in a file's name, becomes a question mark.
-struct Shown {
-    std::string text;
-    size_t columns;
-};
-
-static Shown Show(const std::string& text)
-{
-    Shown shown = {"", 0};
-    mbstate_t state = {};
-    for (size_t i = 0; i < text.size();) {
-        wchar_t character = 0;
-        size_t bytes = mbrtowc(&character, text.data() + i, text.size() - i, &state);
-        int columns = -1;
-        if (bytes == 0 || bytes > text.size() - i) { // not a character
-            bytes = 1;
-            state = {};
-        } else {
-            columns = wcwidth(character);
-        }
-        shown.text += columns < 0 ? "?" : text.substr(i, bytes);
-        shown.columns += columns < 0 ? 1 : static_cast<size_t>(columns);
-        i += bytes;
-    }
-    return shown;
-}
-
-void Tool_Note(const std::string& text)
-{
-    fprintf(stderr, "ombrine: %s\n", Show(text).text.c_str());
-}
-
-void Tool_Stop(int status, const std::string& text)
-{
-    Tool_Note(text);
-    exit(status);
-}
-
-void Tool_Print(const std::string& text)
-{
-    if (fwrite(text.data(), 1, text.size(), stdout) != text.size() || fflush(stdout) != 0) {
-        Tool_Stop(Tool_Failed, Format("standard output: %s", strerror(errno)));
-    }
-}
-
-// ---- A file being read ----
-
-struct Source {
-    std::string path;
-    AudiofileHandle* handle;
-    uint64_t channels;
-    uint64_t frames_stated;
-    uint64_t frames_read;
-    uint64_t block_frames;
-    double rate;
-    std::vector<float> values;
-    std::vector<float*> buffers; // one for each channel, to block_frames floats
-};
-
-static Source Source_Open(const std::string& path)
-{
-    Source source = {};
-    source.path = path;
-    uint64_t samples = 0;
-    Ombrine_Audiofile_Open_Read(path.c_str(), &samples, &source.channels, &source.rate,
-                                &source.handle);
-    const uint64_t channels = std::max<uint64_t>(source.channels, 1);
-    source.frames_stated = source.channels != 0 ? samples / channels : 0;
-    source.block_frames = std::max<uint64_t>(Block_Values / channels, 1);
-    source.values.resize(source.channels * source.block_frames);
-    for (uint64_t c = 0; c < source.channels; c++) {
-        source.buffers.push_back(source.values.data() + c * source.block_frames);
-    }
-    return source;
-}
-
-// The next block: its number of frames, fewer than block_frames only at the end of the file.
-static uint64_t Source_Read(Source* source)
-{
-    uint64_t frames = 0;
-    Ombrine_Audiofile_Read(source->handle, source->buffers.data(), source->block_frames, &frames,
-                           1.0f);
-    source->frames_read += frames;
-    return frames;
-}
-
-static void Source_Close(Source* source)
-{
-    Ombrine_Audiofile_Close_Read(source->handle);
-    if (source->frames_read < source->frames_stated) {
-        Tool_Note(source->path + Format(": the header states %llu frames, the file holds %llu",
-                                        static_cast<unsigned long long>(source->frames_stated),
-                                        static_cast<unsigned long long>(source->frames_read)));
-    }
-}
 
 // ---- info ----
 
@@ -254,40 +133,6 @@ static void Check_Writable(const Source& source)
     if (source.rate != std::floor(source.rate)) {
         Tool_Note(source.path + Format(": its rate of %.10g Hz is written as %.0f Hz", source.rate,
                                        std::floor(source.rate)));
-    }
-}
-
-// Drawn with the cursor left at the start of the line, so that a report of the library covers it.
-struct Bar {
-    bool shown;
-    uint64_t frames;
-    int percent;
-};
-
-static Bar Bar_Start(const Source& source)
-{
-    const bool is_long = source.frames_stated >= Long_File_Values / source.channels;
-    return {is_long && isatty(STDERR_FILENO) != 0, source.frames_stated, -1};
-}
-
-static void Bar_Draw(Bar* bar, uint64_t frames_done)
-{
-    if (!bar->shown) {
-        return;
-    }
-    const int percent = static_cast<int>(frames_done * 100 / bar->frames);
-    if (percent == bar->percent) {
-        return;
-    }
-    bar->percent = percent;
-    const auto filled = static_cast<size_t>(percent * Bar_Columns / 100);
-    fprintf(stderr, "\r[%-*s] %3d%%\r", Bar_Columns, std::string(filled, '#').c_str(), percent);
-}
-
-static void Bar_End(const Bar& bar)
-{
-    if (bar.shown) {
-        fprintf(stderr, "\r%*s\r", Bar_Columns + 7, "");
     }
 }
 
