@@ -1,6 +1,6 @@
 # Tests of what a user gets: the built tool, the built shared object, the public header by itself
 # and the README's example. None of them links the archive, so they leave the common loop.
-list(FILTER sources EXCLUDE REGEX "/(tool|tool_convert|shared_object)_test\\.cpp$")
+list(FILTER sources EXCLUDE REGEX "/(tool|tool_convert|tool_spectrum|shared_object)_test\\.cpp$")
 
 # The header alone, in both languages, as strictly as any caller may compile it.
 set(strict -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I${PROJECT_SOURCE_DIR}
@@ -43,6 +43,11 @@ if(OMBRINE_TOOLS)
         OMBRINE_README="${PROJECT_SOURCE_DIR}/README.md"
         OMBRINE_EMULATOR="${emulator}"
         OMBRINE_SANITIZED=${sanitized})
+    if(OMBRINE_SPECTRUM)
+        target_sources(tool_test PRIVATE tool_spectrum_test.cpp)
+        target_include_directories(tool_test SYSTEM PRIVATE ${OMBRINE_PNG_INCLUDE})
+        target_link_libraries(tool_test PRIVATE ${OMBRINE_PNG_LIBRARY})
+    endif()
     add_dependencies(tool_test ombrine example)
     add_test(NAME tool_test COMMAND tool_test)
 endif()

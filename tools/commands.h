@@ -1,7 +1,8 @@
-// The two commands of the tool, and how it speaks. The library ends the process with status 1 on
+// The commands of the tool, and how it speaks. The library ends the process with status 1 on
 // its own failures; what the tool itself finds wrong ends it through Tool_Stop.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -25,3 +26,15 @@ void Tool_Info(const std::vector<std::string>& paths);
 // source is wrong usage. An existing target stays as it is until the first block of the source has
 // been read; a target that could not be finished is removed.
 void Tool_Convert(const std::string& source, const std::string& target, double gain_db);
+
+struct SpectrumOptions {
+    std::string path;
+    std::string output; // empty: the file's name with .png for its suffix, in the present directory
+    uint64_t channel;   // from 1 on; 0 takes the mean power of all
+    uint32_t size;      // samples a spectrum, a power of two from 8 to 65536
+    bool average;       // one curve of the whole file instead of levels over time
+};
+
+// Tool_Spectrum: levels of a file over frequency, where 0 dB is a sine at full scale, as a PNG
+// picture. A picture that could not be finished leaves none.
+void Tool_Spectrum(const SpectrumOptions& options);
