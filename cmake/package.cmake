@@ -29,34 +29,34 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libombrine-audiofile)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6 (>= 2.34)")
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "reads WAVE, AIFF and AIFC files into float buffers
- Seven plain C functions read WAVE, AIFF and AIFC files into one float buffer
- per channel and write 16-bit WAVE files. The same file gives the same bits on
- every processor. A failure prints a report and ends the process.")
+Seven plain C functions read WAVE, AIFF and AIFC files into one float buffer
+per channel and write 16-bit WAVE files. The same file gives the same bits on
+every processor. A failure prints a report and ends the process.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libombrine-audiofile-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libombrine-audiofile (= ${PROJECT_VERSION}-1)")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "reads audio files into float buffers - development files
- The header of libOmbrineAudiofile, its manual pages, and the files by which
- CMake and pkg-config find it.")
+The header of libOmbrineAudiofile, its manual pages, and the files by which
+CMake and pkg-config find it.")
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME ombrine)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS
     "libombrine-audiofile (= ${PROJECT_VERSION}-1), libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 12), libpng16-16 (>= 1.6.2)")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "shows, converts and pictures audio files
- ombrine tells what WAVE, AIFF and AIFC files hold and how loud they are,
- converts them to 16-bit WAVE, and draws spectrograms and mean spectra of them
- as PNG pictures.")
+ombrine tells what WAVE, AIFF and AIFC files hold and how loud they are,
+converts them to 16-bit WAVE, and draws spectrograms and mean spectra of them
+as PNG pictures.")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libombrine-runtime-dev)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libc6-dev")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "vector, matrix, spectral and text file operations
- The runtime under libOmbrineAudiofile as a static library with its headers,
- for programs in C++ that are built on it: vector kernels, dense matrices with a
- constrained least-squares solver, real Fourier transforms, packed spectra, and
- readers of parameter and matrix text files.")
+The runtime under libOmbrineAudiofile as a static library with its headers,
+for programs in C++ that are built on it: vector kernels, dense matrices
+with a constrained least-squares solver, real Fourier transforms, packed
+spectra, and readers of parameter and matrix text files.")
 
 # The loader's cache has to learn of the library; what is linked with it depends on its package.
 file(WRITE ${CMAKE_BINARY_DIR}/package/triggers "activate-noawait ldconfig\n")
