@@ -2,11 +2,11 @@
 // coefficients and matrices read or written whole.
 //
 //   object   first in every operation; its callbacks take the reports
-//   errors   no operation returns an error. A failure is a report of severity 3, mostly two calls
-//   of
-//            the message callback with one severity and code: the text, then what is told there.
-//            OBJ_Fatal_Stop follows. A warning is the same with severity 2, and the operation goes
-//            on. On a failure nothing is closed or freed, and out arguments are as they were.
+//   errors   no operation returns an error. A failure is a report of severity 3, mostly two
+//            calls of the message callback with one severity and code: the text, then what is told
+//            there. OBJ_Fatal_Stop follows. A warning is the same with severity 2, and the
+//            operation goes on. On a failure nothing is closed or freed, and out arguments are as
+//            they were, unless told otherwise.
 //   numbers  in the notation of the platform's formatted input and output, of its locale
 //   threads  no state; a stream or a file belongs to one call at a time
 #pragma once
@@ -102,10 +102,9 @@ void FileProc_WrMatrixI(ObjectHeader* object, uint64_t rows, uint64_t columns,
 // One row a line; empty lines are passed over. Where the file has fewer rows or columns, the matrix
 // gets zeros. Warnings (17), each once a file and in this order:
 //   "<name>: Too few columns in "
-//   "FileProc_RdMatrixF: Too many columns in "     the surplus is dropped; integers drop it
-//   silently
+//   "FileProc_RdMatrixF: Too many columns in "   the surplus is dropped, by integers silently
 //   "<name>: Too few rows in "
-//   "<name>: Too many rows in "                    integers: only for a number behind the last row
+//   "<name>: Too many rows in "                  integers: for a number behind the last row alone
 // A word fails (17, "<name>: error parsing "). A carriage return behind a float fails (14,
 // "FileProc_RdMatrixF: DOS file? "). Integers pass over it as white space: full rows read well, a
 // short one goes on with the numbers of the next line. With 0 columns nothing is read.
@@ -115,9 +114,8 @@ void FileProc_RdMatrixI(ObjectHeader* object, uint64_t rows, uint64_t columns, i
                         const char* path);
 
 // The lower triangle of a matrix of spectra, N channels, transform length n: even, 2 to 2^32 - 2.
-//   m   N rows; row i has i + 1 spectra: (i, i) an HFV of n / 2 + 1 floats, those before it FVs of
-//   n
-//       (spectrum/fv.h)
+//   m   N rows; row i has i + 1 spectra: (i, i) an HFV of n / 2 + 1 floats, those before it FVs
+//       of n floats (spectrum/fv.h)
 // A line for (i, i), then one for each (i, j) with j from 0 to i - 1: the n / 2 + 1 bins as pairs
 // of real and imaginary part, "%e\t" a number. Reading takes numbers between any white space and
 // looks at nothing behind the last. It fails with code 14, "FileProc_RdMatrixHFV: error", where a

@@ -4,19 +4,17 @@
 // The family:
 //   object   used for memory alone
 //   matrix   an array of row pointers, each row a block of its own. No size is stored: rows and
-//   columns
-//            travel as arguments. Element (i, j) is m[i][j]. A column matrix has one column.
+//            columns travel as arguments. Element (i, j) is m[i][j]. A column matrix has one
+//            column.
 //   element  32-bit float without a suffix; _D 64-bit float; _64, _32 and _16 any element of that
 //            many bits. Matrices of these three kinds come as untyped pointers, so that any element
 //            type fits: an out argument is the address of the caller's matrix variable.
 //   order    object, sizes, sources, destination; a float scalar stands last, a 32-bit or 64-bit
-//   fill
-//            value before its matrix
+//            fill value before its matrix
 //   sizes    with 0 rows or 0 columns no element is touched
 //   errors   exhausted memory ends in the report and the stop of OBJ_Malloc_C or OBJ_Malloc_T, as
-//   does a
-//            size in bytes beyond 64 bits. No size, null or shape is tested. NaN, infinity and
-//            division by zero pass into the result.
+//            does a size in bytes beyond 64 bits. No size, null or shape is tested. NaN, infinity
+//            and division by zero pass into the result.
 // Rounded: each operation rounds once. Fused: a product and a sum share one rounding. Every sum
 // starts at 0.0 and takes its products upward, fused. Subnormals count as zero
 // (frame/float_mode.cpp).

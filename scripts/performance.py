@@ -130,8 +130,9 @@ def vectors():
     return "\n\n".join([
         "## Vector kernels",
         "Against VOLK, which takes the widest registers that it finds; aligned arrays. Ours use 256 bits. "
-        "Sums are left out: their defined order costs one dependent step for every four elements, and "
-        "they run at that limit.",
+        "Max and "
+        "Min propagate NaNs and order zeros, VOLK's do not. Sums are left out: their defined order costs "
+        "one dependent step for every four elements, and they run at that limit.",
         table(["kernel"] + [size(n) for n in sizes], body),
         ratio_plot("vector", "Vector kernels against VOLK", "floats", lines)])
 

@@ -141,7 +141,7 @@ void KERN_FV_PowerAcc(uint32_t n, const float* x, float* acc);
 void KERN_FV_RaisedSine(uint32_t n, float* x);
 
 // n: 4, or a multiple of 8. In place on an HFV, mirrored at both ends:
-//   h[j] = (h[j-1] + h[j]) + (h[j] + h[j+1])   h[0] = 2 * (h[0] + h[1])   h[M] = 2 * (h[M-1] +
-//   h[M])
+//   h[j] = (h[j-1] + h[j]) + (h[j] + h[j+1])
+//   h[0] = 2 * (h[0] + h[1])                     h[M] = 2 * (h[M-1] + h[M])
 // The gain is 4.
 void KERN_HFV_Smooth(uint32_t n, float* h);
