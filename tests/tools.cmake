@@ -15,7 +15,7 @@ else()
 endif()
 
 add_executable(shared_object_test shared_object_test.cpp)
-target_link_libraries(shared_object_test PRIVATE gtest_main ${CMAKE_DL_LIBS})
+target_link_libraries(shared_object_test PRIVATE gmock gtest_main ${CMAKE_DL_LIBS})
 target_compile_definitions(shared_object_test PRIVATE
     OMBRINE_LIBRARY="$<TARGET_FILE:OmbrineAudiofile>"
     OMBRINE_SANITIZED=${sanitized})
