@@ -52,10 +52,11 @@ uint64_t FFT_ComplexPlan_Size(uint32_t n);
 
 // FFT_RealPlan_Init, FFT_ComplexPlan_Init: write the heads and every table entry.
 //   N, n    as given to the size
-//   plan    a block of that many bytes; it need not be cleared, and nothing needs tearing down
+//   block   memory of that many bytes, which becomes the plan; it need not be cleared, and nothing
+//           needs tearing down
 // All sines and cosines are computed here, in double, and rounded to float once.
-void FFT_RealPlan_Init(uint32_t N, FftRealPlan* plan);
-void FFT_ComplexPlan_Init(uint32_t n, FftComplexPlan* plan);
+void FFT_RealPlan_Init(uint32_t N, void* block);
+void FFT_ComplexPlan_Init(uint32_t n, void* block);
 
 // FFT_Complex_Forward: out[k] = sum of in[m] exp(-2 pi i m k / n), FFT_Complex_Inverse: the same
 // with +2 pi i. Neither scales, so the inverse of the forward gives n times the input.

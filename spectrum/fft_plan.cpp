@@ -71,8 +71,9 @@ static FftPair* Write_Chain(FftPair* to, uint64_t first, uint32_t n)
     return to;
 }
 
-void FFT_ComplexPlan_Init(uint32_t n, FftComplexPlan* plan)
+void FFT_ComplexPlan_Init(uint32_t n, void* block)
 {
+    FftComplexPlan* plan = static_cast<FftComplexPlan*>(block);
     FftPair* even = reinterpret_cast<FftPair*>(plan + 1);
     FftPair* odd = Write_Chain(even, 16, n);
     Write_Chain(odd, 8, n);
@@ -82,8 +83,9 @@ void FFT_ComplexPlan_Init(uint32_t n, FftComplexPlan* plan)
     plan->unused = 0;
 }
 
-void FFT_RealPlan_Init(uint32_t N, FftRealPlan* plan)
+void FFT_RealPlan_Init(uint32_t N, void* block)
 {
+    FftRealPlan* plan = static_cast<FftRealPlan*>(block);
     FftPair* to = reinterpret_cast<FftPair*>(plan + 1);
     plan->size = N;
     plan->stageTables = to;

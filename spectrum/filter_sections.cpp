@@ -26,15 +26,16 @@ uint64_t FilterSections_Size(uint32_t S, uint32_t F, uint32_t G)
     return bytes;
 }
 
-void FilterSections_Init(uint32_t S, uint32_t F, uint32_t G, FilterSections* block)
+void FilterSections_Init(uint32_t S, uint32_t F, uint32_t G, void* block)
 {
+    FilterSections* record = static_cast<FilterSections*>(block);
     const uint64_t coefficient_bytes = Coefficient_Bytes(S, F);
-    block->secondOrderCount = S;
-    block->firstOrderCount = F;
-    block->coefficients = reinterpret_cast<float*>(block + 1);
-    memset(block->coefficients, 0, coefficient_bytes);
-    block->state = block->coefficients + coefficient_bytes / sizeof(float);
-    memset(block->state, 0, Set_Bytes(S, F) * G);
+    record->secondOrderCount = S;
+    record->firstOrderCount = F;
+    record->coefficients = reinterpret_cast<float*>(record + 1);
+    memset(record->coefficients, 0, coefficient_bytes);
+    record->state = record->coefficients + coefficient_bytes / sizeof(float);
+    memset(record->state, 0, Set_Bytes(S, F) * G);
 }
 
 // The first half of each row as it is, the second half negated: those values feed back.

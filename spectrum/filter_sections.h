@@ -29,7 +29,7 @@ struct FilterSections {
 uint64_t FilterSections_Size(uint32_t S, uint32_t F, uint32_t G);
 
 // Fills the head and clears both stores. The block need not be cleared before.
-void FilterSections_Init(uint32_t S, uint32_t F, uint32_t G, FilterSections* block);
+void FilterSections_Init(uint32_t S, uint32_t F, uint32_t G, void* block);
 
 // FilterSections_Load: fills the coefficient store; the state keeps its values.
 //   second   S rows of four floats, each stored as r[0], r[1], -r[2], -r[3]
