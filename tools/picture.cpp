@@ -81,9 +81,9 @@ Picture Picture_Make(int width, int height, Colour ground)
 void Picture_Fill(Picture* picture, int x, int y, int width, int height, Colour colour)
 {
     for (int row = std::max(y, 0); row < std::min(y + height, picture->height); row++) {
+        const size_t start = static_cast<size_t>(row) * static_cast<size_t>(picture->width);
         for (int column = std::max(x, 0); column < std::min(x + width, picture->width); column++) {
-            uint8_t* pixel =
-                &picture->pixels[static_cast<size_t>(3 * (row * picture->width + column))];
+            uint8_t* pixel = &picture->pixels[3 * (start + static_cast<size_t>(column))];
             pixel[0] = colour.red;
             pixel[1] = colour.green;
             pixel[2] = colour.blue;

@@ -26,6 +26,8 @@ static constexpr int Picture_Height = Plot_Top + Plot_Height + 64;
 static constexpr size_t Most_Columns = 2 * Plot_Width;
 
 static constexpr double Lowest_Level = -120.0; // dB
+static constexpr double Highest_Level = 400.0; // above that of the largest float's power
+static constexpr int Grid_Step = 20;           // dB
 static constexpr float Power_Floor = 1e-14f;
 
 static constexpr Colour Paper = {255, 255, 255};
@@ -82,9 +84,8 @@ static Analysis Analysis_Make(const SpectrumOptions& options, uint64_t channels)
 }
 
 // The mean power of the channels in each bin, 1.0 for a sine at full scale; behind the end of the
-// samples there is silence. The transform has a
-// factor of 2 in every slot and the window a mean of one half, so such a sine comes out as size /
-// 2; a constant of 1.0 as size.
+// samples there is silence. The transform has a factor of 2 in every slot and the window a mean of
+// one half, so such a sine comes out as size / 2; a constant of 1.0 as size.
 static void Take_Power(Analysis* analysis, uint64_t offset)
 {
     const uint32_t size = analysis->size;
@@ -375,21 +376,24 @@ static Picture Draw_Mean(const Source& source, const Analysis& analysis)
     Picture picture = Picture_Make(Plot_Left + Plot_Width + Margin_Right, Picture_Height, Paper);
     const std::vector<double> levels = Levels(analysis);
     const double loudest = *std::max_element(levels.begin(), levels.end());
-    const double top = loudest > 0.0 ? std::ceil(loudest / 20.0) * 20.0 : 0.0;
+    // NaN counts as 0 dB.
+    const double shown = std::fmin(std::fmax(loudest, 0.0), Highest_Level);
+    const int top = Grid_Step * static_cast<int>(std::ceil(shown / Grid_Step));
     const double range = top - Lowest_Level;
     const auto height = [&](double level) {
         return Plot_Top + static_cast<int>(std::lround(std::clamp((top - level) / range, 0.0, 1.0) *
                                                        (Plot_Height - 1)));
     };
-    for (double level = top; level >= Lowest_Level; level -= 20.0) {
+    for (int level = top; level >= Lowest_Level; level -= Grid_Step) {
         Picture_Fill(&picture, Plot_Left, height(level), Plot_Width, 1, Grid);
-        Label_Left(&picture, height(level), Format("%g", level + 0.0));
+        Label_Left(&picture, height(level), Format("%d", level));
     }
     const RatioAxis axis = {source.rate / analysis.size, source.rate / 2.0};
-    for (double power = std::pow(10.0, std::floor(std::log10(axis.low))); power < axis.high;
-         power *= 10.0) {
+    const int first = static_cast<int>(std::floor(std::log10(axis.low)));
+    const int last = static_cast<int>(std::floor(std::log10(axis.high)));
+    for (int decade = first; decade <= last; decade++) {
         for (int digit = 1; digit <= 9; digit++) {
-            const double frequency = digit * power;
+            const double frequency = digit * std::pow(10.0, decade);
             if (frequency < axis.low || frequency > axis.high) {
                 continue;
             }
