@@ -347,11 +347,11 @@ TEST(FileDRDW, RefusesFormatsWithoutCodec)
             const char* stops = writing ? c.write_stops : c.read_stops;
             int64_t words[50] = {};
             uint64_t moved = 77;
-            EXPECT_EQ(Stops_Losing_Memory(&file.object,
-                                          [&] {
-                                              entry(&file.object.header, &file.handle, words,
-                                                    c.count, &moved);
-                                          }),
+            EXPECT_EQ(Stops_For_Good(&file.object,
+                                     [&] {
+                                         entry(&file.object.header, &file.handle, words, c.count,
+                                               &moved);
+                                     }),
                       stops != nullptr);
             std::vector<std::string> reports;
             if (stops != nullptr) {
@@ -377,7 +377,7 @@ TEST(FileDRDW, StreamErrorsStop)
             file.owned = !writing;
             int64_t words[5] = {};
             uint64_t moved = 77;
-            EXPECT_TRUE(Stops_Losing_Memory(&file.object, [&] {
+            EXPECT_TRUE(Stops_For_Good(&file.object, [&] {
                 auto* entry = writing ? FileDRDW_Write_Table[codec.format]
                                       : FileDRDW_Read_Table[codec.format];
                 entry(&file.object.header, &file.handle, words, 5, &moved);

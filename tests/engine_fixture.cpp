@@ -243,6 +243,16 @@ void Expect_Refused(const OpenedFile& file, const std::vector<std::string>& text
     EXPECT_EQ(file.sample_rate, 77.0);
 }
 
+void Expect_All_Refused(std::span<const HeaderRefusal> cases)
+{
+    for (const HeaderRefusal& c : cases) {
+        for (const OpenMode mode : Reading_Modes) {
+            SCOPED_TRACE(testing::Message() << c.name << ", mode " << mode);
+            Expect_Refused(OpenedFile(c.bytes, mode), c.texts, c.closes_first);
+        }
+    }
+}
+
 Bytes Text(const std::string& text)
 {
     return Bytes(text.begin(), text.end());

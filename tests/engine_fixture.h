@@ -7,6 +7,7 @@
 #include <csetjmp>
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -88,6 +89,18 @@ void Expect_Opened(const OpenedFile& file, OpenMode mode, FileType file_type,
 // told nothing.
 void Expect_Refused(const OpenedFile& file, const std::vector<std::string>& texts,
                     bool closes_first);
+
+// The opens that look at a header, and a file that both of them refuse.
+constexpr OpenMode Reading_Modes[] = {OM_READ, OM_READ_WRITE};
+
+struct HeaderRefusal {
+    const char* name;
+    Bytes bytes;
+    bool closes_first;
+    std::vector<std::string> texts; // the last is the refusal
+};
+
+void Expect_All_Refused(std::span<const HeaderRefusal> cases);
 
 // Byte strings of a header: text, then integers of a width in either order.
 Bytes Text(const std::string& text);

@@ -6,8 +6,6 @@
 
 using Texts = std::vector<std::string>;
 
-static const OpenMode Modes[] = {OM_READ, OM_READ_WRITE};
-
 static const char Length_Warning[] = "2,16: Audiofile_Open_Read: incorrect data chunk length in "
                                      "header";
 
@@ -20,14 +18,7 @@ static const char Bad_Width[] = "3,17: LF_ReadHeader_AIFF: Unsupported samplewid
 static const char Too_Short[] = "3,16: FileAccess_Get_String: EOF on file ";
 static const char Skip_Failed[] = "3,16: FileAccess_Skip_Data: Error reading header from file ";
 
-struct RefusalCase {
-    const char* name;
-    Bytes bytes;
-    bool closes_first;
-    Texts texts; // the last is the refusal
-};
-
-static const RefusalCase Refusal_Cases[] = {
+static const HeaderRefusal Refusal_Cases[] = {
     {"container ends at 12", Form_Of_Size("AIFF", 4, {Mono_16, Four_Bytes}), true, {Damaged}},
     {"container ends at 8", Form_Of_Size("AIFC", 0, {Mono_16, Four_Bytes}), true, {Damaged}},
     {"nothing but the head", Aiff({}), true, {Damaged}},
@@ -127,12 +118,7 @@ static const RefusalCase Refusal_Cases[] = {
 
 TEST(OpenAiff, Refuses)
 {
-    for (const RefusalCase& c : Refusal_Cases) {
-        for (const OpenMode mode : Modes) {
-            SCOPED_TRACE(testing::Message() << c.name << ", mode " << mode);
-            Expect_Refused(OpenedFile(c.bytes, mode), c.texts, c.closes_first);
-        }
-    }
+    Expect_All_Refused(Refusal_Cases);
 }
 
 TEST(OpenAiff, NoFramesNeedNoSound)
@@ -140,7 +126,7 @@ TEST(OpenAiff, NoFramesNeedNoSound)
     const Bytes none_at_all = Aiff({Comm(16, 0)});
     const Bytes none_in_the_later = Aiff({Comm(16, 7), Comm(24, 0), Chunk("NAME", {1})});
     for (const Bytes& bytes : {none_at_all, none_in_the_later}) {
-        for (const OpenMode mode : Modes) {
+        for (const OpenMode mode : Reading_Modes) {
             const OpenedFile file(bytes, mode);
             EXPECT_EQ(file.object.reports, Texts{});
             EXPECT_FALSE(file.stopped);

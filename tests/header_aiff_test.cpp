@@ -8,8 +8,6 @@
 
 using Texts = std::vector<std::string>;
 
-static const OpenMode Modes[] = {OM_READ, OM_READ_WRITE};
-
 static const char Length_Warning[] = "2,16: Audiofile_Open_Read: incorrect data chunk length in "
                                      "header";
 
@@ -144,7 +142,7 @@ static const OpenCase Open_Cases[] = {
 TEST(OpenAiff, FillsTheRecordAndStandsAtTheFirstSample)
 {
     for (const OpenCase& c : Open_Cases) {
-        for (const OpenMode mode : Modes) {
+        for (const OpenMode mode : Reading_Modes) {
             SCOPED_TRACE(testing::Message() << c.name << ", mode " << mode);
             const OpenedFile file(c.bytes, mode);
             Expect_Opened(file, mode, c.file_type, c.fields, c.warnings);

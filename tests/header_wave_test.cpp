@@ -6,8 +6,6 @@
 
 using Texts = std::vector<std::string>;
 
-static const OpenMode Modes[] = {OM_READ, OM_READ_WRITE};
-
 // A chunk as it should be: an odd body is followed by a pad byte.
 static Bytes Chunk(const char* id, const Bytes& body)
 {
@@ -191,7 +189,7 @@ static const OpenCase Open_Cases[] = {
 TEST(OpenWave, FillsTheRecordAndStandsAtTheFirstSample)
 {
     for (const OpenCase& c : Open_Cases) {
-        for (const OpenMode mode : Modes) {
+        for (const OpenMode mode : Reading_Modes) {
             SCOPED_TRACE(testing::Message() << c.name << ", mode " << mode);
             const OpenedFile file(c.bytes, mode);
             Expect_Opened(file, mode, FT_WAVE, c.fields, c.warnings);
@@ -213,19 +211,12 @@ static const char Twice_Extensible[] = "3,14: Audiofile_Open_Read: extensible fo
                                        "been converted";
 static const char Bad_Tag[] = "3,14: Audiofile_Open_Read: Unsupported format in WAVE file ";
 
-struct RefusalCase {
-    const char* name;
-    Bytes bytes;
-    bool closes_first;
-    Texts texts; // the last is the refusal
-};
-
 static Bytes With_Format(const Bytes& format)
 {
     return Riff({format, Four_Bytes});
 }
 
-static const RefusalCase Refusal_Cases[] = {
+static const HeaderRefusal Refusal_Cases[] = {
     {"container ends at 42", Riff_Of_Size(34, {Mono_16, No_Data}), true, {Damaged}},
     {"container of no size", Riff_Of_Size(0, {Mono_16, No_Data}), true, {Damaged}},
     {"format block beyond the end",
@@ -322,12 +313,7 @@ static const RefusalCase Refusal_Cases[] = {
 
 TEST(OpenWave, Refuses)
 {
-    for (const RefusalCase& c : Refusal_Cases) {
-        for (const OpenMode mode : Modes) {
-            SCOPED_TRACE(testing::Message() << c.name << ", mode " << mode);
-            Expect_Refused(OpenedFile(c.bytes, mode), c.texts, c.closes_first);
-        }
-    }
+    Expect_All_Refused(Refusal_Cases);
 }
 
 // A container's size is even, so only a caller of the reader can state an odd end.

@@ -294,8 +294,7 @@ TEST(RdMatrix, RefusesWhatTheReadRefuses)
             TransferFile file("stops", c.file, c.opened);
             file.handle->mode = c.mode;
             ChannelBuffers buffers(1, frames);
-            EXPECT_TRUE(
-                Stops_Losing_Memory(&file.object, [&] { Read_Matrix(&file, buffers, 1.0f); }));
+            EXPECT_TRUE(Stops_For_Good(&file.object, [&] { Read_Matrix(&file, buffers, 1.0f); }));
             EXPECT_EQ(file.object.reports, With_Name({c.report}, file.path));
         }
     }
@@ -306,7 +305,7 @@ TEST(RdMatrix, RefusesANullHandleInOneCall)
     RecordingObject object;
     Make_Recorder(&object);
     uint64_t read = 0;
-    EXPECT_TRUE(Stops_Losing_Memory(&object, [&] {
+    EXPECT_TRUE(Stops_For_Good(&object, [&] {
         Audiofile_RdMatrix_FLOAT(&object.header, nullptr, nullptr, 1, &read, 1.0f);
     }));
     EXPECT_EQ(object.reports, Reports{"3,10: Audiofile_Read: File not open for read "});
@@ -324,8 +323,7 @@ TEST(RdMatrix, ACountWhoseBytesDoNotFitIsExhaustedMemory)
                               OM_READ);
             ChannelBuffers buffers(channels, 4);
             buffers.frames = frames;
-            EXPECT_TRUE(
-                Stops_Losing_Memory(&file.object, [&] { Read_Matrix(&file, buffers, 1.0f); }));
+            EXPECT_TRUE(Stops_For_Good(&file.object, [&] { Read_Matrix(&file, buffers, 1.0f); }));
             EXPECT_EQ(file.object.reports, Reports{"3,2: OBJ_Malloc_T: Out of temp. memory"});
             buffers.frames = 4;
             Expect_Same(buffers, ChannelBuffers(channels, 4));

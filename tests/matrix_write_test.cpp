@@ -237,8 +237,7 @@ TEST(WrMatrix, RefusesFormatsWithoutARow)
             SCOPED_TRACE(testing::Message() << "format " << format << ", frames " << frames);
             TransferFile file("refused", FT_WAVE, format, 1);
             ChannelBuffers buffers(1, frames);
-            EXPECT_TRUE(
-                Stops_Losing_Memory(&file.object, [&] { Write_Matrix(&file, buffers, 1.0f); }));
+            EXPECT_TRUE(Stops_For_Good(&file.object, [&] { Write_Matrix(&file, buffers, 1.0f); }));
             EXPECT_EQ(file.object.reports,
                       Reports{"3,10: Audiofile_WrMatrix_FLOAT: data format not yet implemented"});
             EXPECT_EQ(Written_Data(&file), Bytes());
@@ -250,8 +249,8 @@ TEST(WrMatrix, BigEndianFloatsStopInTheCodec)
 {
     TransferFile file("float", FT_AIFC, FLOAT32, 1);
     EXPECT_EQ(Write_Matrix(&file, ChannelBuffers(1, 0), 1.0f), 0u);
-    EXPECT_TRUE(Stops_Losing_Memory(&file.object,
-                                    [&] { Write_Matrix(&file, ChannelBuffers(1, 1), 1.0f); }));
+    EXPECT_TRUE(
+        Stops_For_Good(&file.object, [&] { Write_Matrix(&file, ChannelBuffers(1, 1), 1.0f); }));
     EXPECT_EQ(
         file.object.reports,
         With_Name({"3,10: FileDRDW_DW_FLOAT32: Data type not supported yet in file "}, file.path));
@@ -263,14 +262,14 @@ TEST(WrMatrix, RefusesTheWrongState)
     for (const uint32_t mode : {OM_CLOSED, OM_READ}) {
         TransferFile file("state", FT_WAVE, INT16, 1);
         file.handle->mode = mode;
-        EXPECT_TRUE(Stops_Losing_Memory(&file.object,
-                                        [&] { Write_Matrix(&file, ChannelBuffers(1, 1), 1.0f); }));
+        EXPECT_TRUE(
+            Stops_For_Good(&file.object, [&] { Write_Matrix(&file, ChannelBuffers(1, 1), 1.0f); }));
         EXPECT_EQ(file.object.reports, With_Name({report}, file.path)) << "mode " << mode;
     }
     RecordingObject object;
     Make_Recorder(&object);
     uint64_t written = 0;
-    EXPECT_TRUE(Stops_Losing_Memory(&object, [&] {
+    EXPECT_TRUE(Stops_For_Good(&object, [&] {
         Audiofile_WrMatrix_FLOAT(&object.header, nullptr, nullptr, 1, &written, 1.0f);
     }));
     EXPECT_EQ(object.reports, Reports{report}) << "null handle";
@@ -285,8 +284,7 @@ TEST(WrMatrix, ACountWhoseBytesDoNotFitIsExhaustedMemory)
             TransferFile file("overflow", FT_WAVE, INT16, channels);
             ChannelBuffers buffers(channels, 4);
             buffers.frames = frames;
-            EXPECT_TRUE(
-                Stops_Losing_Memory(&file.object, [&] { Write_Matrix(&file, buffers, 1.0f); }));
+            EXPECT_TRUE(Stops_For_Good(&file.object, [&] { Write_Matrix(&file, buffers, 1.0f); }));
             EXPECT_EQ(file.object.reports, Reports{"3,2: OBJ_Malloc_T: Out of temp. memory"});
             EXPECT_EQ(Written_Data(&file), Bytes());
         }

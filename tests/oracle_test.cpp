@@ -298,7 +298,7 @@ TEST(Oracle, OpensWhatItCannotRead)
             ASSERT_FALSE(file.stopped);
             int64_t words[4];
             uint64_t got = 0;
-            EXPECT_TRUE(Stops_Losing_Memory(&file.object, [&] {
+            EXPECT_TRUE(Stops_For_Good(&file.object, [&] {
                 Audiofile_Read(&file.object.header, file.handle, words, 4, &got);
             }));
             EXPECT_EQ(file.object.reports,

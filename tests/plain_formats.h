@@ -14,22 +14,6 @@ using Words = std::vector<int64_t>;
 
 constexpr int64_t Guard = 0x5A5A5A5A5A5A5A5A; // in words that must stay untouched
 
-// As Stops, for a call whose scratch memory is lost with the stop: a leak checker is to look away.
-extern "C" __attribute__((weak)) void __lsan_disable();
-extern "C" __attribute__((weak)) void __lsan_enable();
-
-inline bool Stops_Losing_Memory(RecordingObject* object, const std::function<void()>& call)
-{
-    if (__lsan_disable != nullptr) {
-        __lsan_disable();
-    }
-    const bool stopped = Stops(object, call);
-    if (__lsan_enable != nullptr) {
-        __lsan_enable();
-    }
-    return stopped;
-}
-
 struct PlainFormat {
     const char* name;
     DataFormat format;
