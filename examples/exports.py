@@ -1,15 +1,16 @@
 #!/usr/bin/env python3
 """The seven functions from Python through ctypes: writes a file, reads it back, compares.
 
-    exports.py LIBRARY FILE.wav
+    exports.py FILE.wav [LIBRARY]
 """
 
 import ctypes
 import math
 import sys
 
-library = ctypes.CDLL(sys.argv[1])  # sets flush-to-zero on this thread
-path = sys.argv[2].encode()
+path = sys.argv[1].encode()
+# Loading it sets flush-to-zero on this thread.
+library = ctypes.CDLL(sys.argv[2] if len(sys.argv) > 2 else "libOmbrineAudiofile.so")
 
 u64, f32, f64, handle_t = ctypes.c_uint64, ctypes.c_float, ctypes.c_double, ctypes.c_void_p
 buffers_t = ctypes.POINTER(ctypes.POINTER(f32))
