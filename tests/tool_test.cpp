@@ -201,9 +201,9 @@ TEST_F(Tool, ProgressShowsOnATerminalForALongFile)
 
 TEST_F(Tool, MemoryDoesNotGrowWithTheFile)
 {
-    if (OMBRINE_SANITIZED || *OMBRINE_EMULATOR != '\0') {
-        GTEST_SKIP() << "sanitizers and emulators take memory of their own";
-    }
+    // Sanitizers and emulators take memory of their own: no more for a long file than for a short.
+    const bool alone = !OMBRINE_SANITIZED && *OMBRINE_EMULATOR == '\0';
+    const auto no_quarantine = [] { setenv("ASAN_OPTIONS", "quarantine_size_mb=0", 1); };
     struct MemoryCase {
         const char* name;
         unsigned channels;
@@ -211,14 +211,20 @@ TEST_F(Tool, MemoryDoesNotGrowWithTheFile)
     const MemoryCase cases[] = {{"mono", 1}, {"most channels", 65535}};
     for (const MemoryCase& c : cases) {
         SCOPED_TRACE(c.name);
-        Put_Zeros("in.wav", c.channels, uint64_t{65535} * 1600);
-        for (const Arguments& arguments :
-             {Arguments{"info", "in.wav"}, Arguments{"convert", "in.wav", "out.wav"}}) {
-            const Result result = Run_Tool(arguments);
+        Put_Zeros("short.wav", c.channels, uint64_t{65535} * 160);
+        Put_Zeros("long.wav", c.channels, uint64_t{65535} * 1600);
+        for (const char* command : {"info", "convert"}) {
+            Arguments arguments = {command, "short.wav"};
+            if (arguments[0] == "convert") {
+                arguments.push_back("out.wav");
+            }
+            const Result least = Run_Tool(arguments, no_quarantine);
+            arguments[1] = "long.wav";
+            const Result result = Run_Tool(arguments, no_quarantine);
             EXPECT_EQ(result.status, 0) << result.err;
-            EXPECT_LT(result.peak_kib, 32 * 1024) << arguments[0];
+            EXPECT_LT(result.peak_kib, alone ? 32 * 1024 : least.peak_kib + 8 * 1024) << command;
         }
-        EXPECT_EQ(fs::file_size(Path("out.wav")), fs::file_size(Path("in.wav")));
+        EXPECT_EQ(fs::file_size(Path("out.wav")), fs::file_size(Path("long.wav")));
     }
 }
 
