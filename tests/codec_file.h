@@ -58,38 +58,38 @@ inline ssize_t Memory_Write(void* cookie, const char* from, size_t count)
     return static_cast<ssize_t>(count);
 }
 
-// Any place is a good one: the tests look at the content alone.
-inline int Memory_Seek(void*, off64_t*, int)
-{
-    return 0;
-}
-
 inline int Memory_Close(void* cookie)
 {
     return static_cast<MemoryStream*>(cookie)->close_fails ? -1 : 0;
 }
 
+// Any place is a good one to seek: the tests look at the content alone.
 inline FILE* Open_Memory(MemoryStream* stream, const char* mode)
 {
-    FILE* file = fopencookie(stream, mode, {Memory_Read, Memory_Write, Memory_Seek, Memory_Close});
+    auto seek = [](void*, off64_t*, int) { return 0; };
+    FILE* file = fopencookie(stream, mode, {Memory_Read, Memory_Write, seek, Memory_Close});
     setvbuf(file, nullptr, _IONBF, 0);
     return file;
 }
 
-// A handle on a stream. Only the fields that a codec may use mean something.
+// One call of a codec, on a handle of which only the fields that it may use mean something.
 struct CodecFile {
     RecordingObject object;
     AudiofileHandle handle;
     AudiofileHandle before;
     MemoryStream stream;
+    bool writing;
+    Words words;
+    uint64_t moved = 77;
     bool owned = true; // false once a failed write has closed the stream
 
-    CodecFile(const char* mode, bool little, const Bytes& content)
+    CodecFile(bool to_write, bool little, const Bytes& content, const Words& given)
+        : writing(to_write), words(given)
     {
         Make_Recorder(&object);
         stream.content = content;
         memset(static_cast<void*>(&handle), 0xA5, sizeof handle);
-        handle.stream = Open_Memory(&stream, mode);
+        handle.stream = Open_Memory(&stream, writing ? "w" : "r");
         handle.little_endian = little;
         handle.clipped = 41;
         strcpy(handle.name, "some file");
@@ -101,34 +101,10 @@ struct CodecFile {
             fclose(handle.stream);
         }
     }
-    uint64_t Clipped() const
-    {
-        return handle.clipped - 41;
-    }
-    bool Only_Clipped_Changed()
-    {
-        before.clipped = handle.clipped;
-        return memcmp(&before, &handle, sizeof handle) == 0;
-    }
 };
 
-struct Outcome {
-    Words words; // count words and a few guards behind them
-    uint64_t moved;
-};
-
-inline Outcome Read_All(CodecFile* file, DataFormat format, uint64_t count)
+inline void Move(CodecFile* file, DataFormat format, uint64_t count)
 {
-    Outcome out = {Words(count + 8, Guard), 77};
-    FileDRDW_Read_Table[format](&file->object.header, &file->handle, out.words.data(), count,
-                                &out.moved);
-    return out;
-}
-
-inline Outcome Write_All(CodecFile* file, DataFormat format, const Words& words)
-{
-    Outcome out = {words, 77};
-    FileDRDW_Write_Table[format](&file->object.header, &file->handle, out.words.data(),
-                                 words.size(), &out.moved);
-    return out;
+    auto* codec = file->writing ? FileDRDW_Write_Table[format] : FileDRDW_Read_Table[format];
+    codec(&file->object.header, &file->handle, file->words.data(), count, &file->moved);
 }

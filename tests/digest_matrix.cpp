@@ -3,6 +3,7 @@
 
 #include "matrix/mat.h"
 
+#include <algorithm>
 #include <vector>
 
 static ObjectHeader Object = OBJ_Template;
@@ -11,8 +12,10 @@ struct Square {
     static constexpr size_t Stride = 44;
     std::vector<float> storage;
     std::vector<float*> rows;
+    float** m;
 
-    Square(Random* random, uint64_t n, bool special) : storage((n + 1) * Stride), rows(n + 1)
+    Square(Random* random, uint64_t n, bool special)
+        : storage((n + 1) * Stride), rows(n + 1), m(rows.data())
     {
         for (float& value : storage) {
             const bool any = special && Random_Word(random) % 16 == 0;
@@ -21,10 +24,6 @@ struct Square {
         for (uint64_t i = 0; i <= n; i++) {
             rows[i] = storage.data() + i * Stride + i % 2;
         }
-    }
-    float** m()
-    {
-        return rows.data();
     }
 };
 
@@ -38,10 +37,10 @@ template <class Run> static uint64_t Digest_Squares(Run run)
             Square a(&random, n, special);
             Square b(&random, n, special);
             Square c(&random, n, special);
-            run(n, a.m(), b.m(), c.m());
+            run(n, a.m, b.m, c.m);
             for (uint64_t i = 0; i < n; i++) {
-                Digest_Floats(&digest, b.m()[i], n);
-                Digest_Floats(&digest, c.m()[i], n);
+                Digest_Floats(&digest, b.m[i], n);
+                Digest_Floats(&digest, c.m[i], n);
             }
         }
     }
@@ -98,24 +97,22 @@ static uint64_t Constrained()
         float f[9], b[12], lb[7], ub[7], x[7];
         for (uint64_t i = 0; i < 9; i++) {
             f[i] = Number(&random, whole, 6.0f);
-            H.m()[i][n - 1] = turn % 11 == 0 ? H.m()[i][0] : H.m()[i][n - 1]; // without full rank
+            H.m[i][n - 1] = turn % 11 == 0 ? H.m[i][0] : H.m[i][n - 1]; // without full rank
         }
-        for (uint64_t i = 0; i < n; i++) {
-            x[i] = Number(&random, whole, 3.0f);
-            lb[i] = -2.0f;
-            ub[i] = 2.0f;
-        }
+        std::fill_n(lb, n, -2.0f);
+        std::fill_n(ub, n, 2.0f);
+        std::generate_n(x, n, [&] { return Number(&random, whole, 3.0f); });
         for (uint64_t i = 0; i < nc; i++) {
             b[i] = 1.0f;
             for (uint64_t j = 0; j < n; j++) {
-                A.m()[i][j] = Number(&random, whole, 2.5f);
-                b[i] += i < meq ? A.m()[i][j] * x[j] : 0.0f;
+                A.m[i][j] = Number(&random, whole, 2.5f);
+                b[i] += i < meq ? A.m[i][j] * x[j] : 0.0f;
             }
             b[i] -= i < meq ? 1.0f : 0.0f;
         }
         const bool bounds = turn % 5 != 0;
-        MAT_Solve_Constrained(&Object, m, least_squares ? n : 0, least_squares ? H.m() : nullptr, f,
-                              nc, n, A.m(), b, bounds ? lb : nullptr, bounds ? ub : nullptr, meq,
+        MAT_Solve_Constrained(&Object, m, least_squares ? n : 0, least_squares ? H.m : nullptr, f,
+                              nc, n, A.m, b, bounds ? lb : nullptr, bounds ? ub : nullptr, meq,
                               least_squares ? 1 : 0, x);
         Digest_Floats(&digest, x, n);
     }

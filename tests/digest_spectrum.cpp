@@ -5,6 +5,7 @@
 #include "spectrum/cmat.h"
 #include "spectrum/fv.h"
 
+#include <algorithm>
 #include <vector>
 
 static ObjectHeader Object = OBJ_Template;
@@ -91,9 +92,7 @@ static uint64_t Complex_Inverses()
     Random random = {1};
     for (int32_t n = 1; n <= 21; n++) {
         std::vector<float> A(static_cast<size_t>(4 * n * n));
-        for (float& value : A) {
-            value = Random_Float(&random, 4.0f);
-        }
+        std::generate(A.begin(), A.end(), [&] { return Random_Float(&random, 4.0f); });
         CMAT_Invert(n, A.data());
         Digest_Floats(&digest, A.data(), A.size());
     }

@@ -10,21 +10,13 @@
 #include <malloc.h>
 #include <sys/resource.h>
 
-using testing::EndsWith;
-using testing::Eq;
-using testing::ExitedWithCode;
-
 // ---- Memory that runs out when a test says so; a sanitizer brings its own allocator ----
 
-#if defined(__SANITIZE_ADDRESS__)
-#define OMBRINE_OWN_ALLOCATOR 0
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define OMBRINE_OWN_ALLOCATOR 0
+#ifndef __has_feature
+#define __has_feature(name) 0
 #endif
-#endif
-#ifndef OMBRINE_OWN_ALLOCATOR
-#define OMBRINE_OWN_ALLOCATOR 1
+#if !defined(__SANITIZE_ADDRESS__) && !__has_feature(address_sanitizer)
+#define OMBRINE_OWN_ALLOCATOR
 
 static bool Malloc_Fails = false;
 static size_t Memalign_Fails_From = SIZE_MAX; // bytes
@@ -48,50 +40,50 @@ namespace
 
 // ---- What is printed ----
 
-std::string Line(const std::string& numbers, const std::string& text)
-{
-    return "OmbrineAudiofile: " + numbers + ": " + text + "\n";
-}
-
-const std::string Exception = "OmbrineAudiofile: Exception\n";
-
-std::string Stop(const std::string& numbers, const std::string& text)
-{
-    return Line(numbers, text) + Exception;
-}
-
-std::string Stop(const std::string& numbers, const std::string& text, const std::string& path)
-{
-    return Line(numbers, text) + Line(numbers, path) + Exception;
-}
-
-std::string Warning(const std::string& numbers, const std::string& text, const std::string& path)
-{
-    return Line(numbers, text) + Line(numbers, path);
-}
-
-// ---- Short forms ----
-
-struct Opened {
-    uint64_t samples = 0;
-    uint64_t channels = 0;
-    double sample_rate = 0.0;
-    AudiofileHandle* handle = nullptr;
+struct Message {
+    const char *numbers, *text;
 };
+constexpr Message Error_Opening = {"3,14", "Audiofile_Open_Read: Error opening "};
+constexpr Message Error_Creating = {"3,14", "Audiofile_Open_Write: Error creating "};
+constexpr Message Not_To_Read = {"3,10", "Audiofile_Read: File not open for read "};
+constexpr Message Not_To_Write = {"3,15", "Audiofile_Write_LONG: File not openend for write "};
+constexpr Message Not_Read = {"3,15", "Audiofile_Close_Read: File not openend for read "};
+constexpr Message Not_Written = {"3,15", "Audiofile_Close_Write: File not openend for write "};
+constexpr Message No_Temporary = {"3,2", "OBJ_Malloc_T: Out of temp. memory"};
 
-Opened Open_Read(const std::string& path)
+std::string Report(const Message& message, const std::string& path)
 {
-    Opened opened;
-    Ombrine_Audiofile_Open_Read(path.c_str(), &opened.samples, &opened.channels,
-                                &opened.sample_rate, &opened.handle);
-    return opened;
+    const std::string head = std::string("OmbrineAudiofile: ") + message.numbers + ": ";
+    return head + message.text + "\n" + (path.empty() ? "" : head + path + "\n");
 }
 
-AudiofileHandle* Open_Write(const std::string& path, uint64_t channels = 1)
+std::string Stop(const Message& message, const std::string& path = "")
 {
-    AudiofileHandle* handle = nullptr;
-    Ombrine_Audiofile_Open_Write(path.c_str(), channels, &handle, 8000.0);
-    return handle;
+    return Report(message, path) + "OmbrineAudiofile: Exception\n";
+}
+
+void Expect_Exit(const std::function<void()>& run, const testing::Matcher<const std::string&>& err)
+{
+    EXPECT_EXIT(run(), testing::ExitedWithCode(1), err);
+}
+
+// What the last open told. It keeps the handle, so that its memory is not lost.
+struct {
+    uint64_t samples, channels;
+    double sample_rate;
+    AudiofileHandle* handle;
+} Told;
+
+AudiofileHandle* Open(const std::string& path, OpenMode mode = OM_READ, uint64_t channels = 1)
+{
+    Told = {};
+    if (mode == OM_WRITE) {
+        Ombrine_Audiofile_Open_Write(path.c_str(), channels, &Told.handle, 8000.0);
+    } else {
+        Ombrine_Audiofile_Open_Read(path.c_str(), &Told.samples, &Told.channels, &Told.sample_rate,
+                                    &Told.handle);
+    }
+    return Told.handle;
 }
 
 // One channel of the same value.
@@ -111,15 +103,13 @@ void Read(AudiofileHandle* handle, uint64_t frames)
     Ombrine_Audiofile_Read(handle, &row, frames, &read, 1.0f);
 }
 
-// A good file that can be read.
-std::string Good_File()
-{
-    const std::string path = Scratch_Path("good.wav");
-    Write_File(path, Wave_Bytes(1, 16, 1, Bytes(8, 0), 8));
-    return path;
-}
+const Bytes Good = Wave_Bytes(1, 16, 1, Bytes(8, 0), 8);
 
-// ---- The whole road ----
+std::string Make_File(const std::string& name, const Bytes& bytes = Good)
+{
+    Write_File(Scratch_Path(name), bytes);
+    return Scratch_Path(name);
+}
 
 TEST(Exports, WriteThenRead)
 {
@@ -127,15 +117,12 @@ TEST(Exports, WriteThenRead)
     constexpr uint64_t Frames = 5000;
     std::vector<std::vector<float>> in(3, std::vector<float>(Frames));
     Words words;
-    for (uint64_t f = 0; f < Frames; f++) {
-        for (uint64_t c = 0; c < 3; c++) {
-            words.push_back(static_cast<int64_t>(f * 13 % 65535) * (c == 1 ? -1 : 1) / 2);
-            in[c][f] = static_cast<float>(4.0 * static_cast<double>(words.back()) / 32767.0);
-        }
+    for (uint64_t i = 0; i < 3 * Frames; i++) {
+        words.push_back(static_cast<int64_t>(i / 3 * 13 % 65535) * (i % 3 == 1 ? -1 : 1) / 2);
+        in[i % 3][i / 3] = static_cast<float>(4.0 * static_cast<double>(words.back()) / 32767.0);
     }
 
-    AudiofileHandle* handle = nullptr;
-    Ombrine_Audiofile_Open_Write(path.c_str(), 3, &handle, 8000.0);
+    AudiofileHandle* handle = Open(path, OM_WRITE, 3);
     for (uint64_t done = 0; done < Frames; done += 700) {
         const float* rows[3] = {&in[0][done], &in[1][done], &in[2][done]};
         const uint64_t frames = std::min<uint64_t>(700, Frames - done);
@@ -147,287 +134,217 @@ TEST(Exports, WriteThenRead)
     EXPECT_EQ(Read_File(path),
               Join({Wave_Header(1, 2, 3, 6 * Frames), Plain_Encode(INT16, true, words)}));
 
-    const Opened opened = Open_Read(path);
-    EXPECT_EQ(opened.samples, 3 * Frames);
-    EXPECT_EQ(opened.channels, 3u);
-    EXPECT_EQ(opened.sample_rate, 8000.0);
+    handle = Open(path);
+    EXPECT_EQ(Told.samples, 3 * Frames);
+    EXPECT_EQ(Told.channels, 3u);
+    EXPECT_EQ(Told.sample_rate, 8000.0);
     std::vector<std::vector<float>> out(3, std::vector<float>(Frames + 100, 99.0f));
     for (uint64_t done = 0; done < Frames + 100; done += 1020) {
         float* rows[3] = {&out[0][done], &out[1][done], &out[2][done]};
         uint64_t read = 77;
-        Ombrine_Audiofile_Read(opened.handle, rows, 1020, &read, 2.0f);
+        Ombrine_Audiofile_Read(handle, rows, 1020, &read, 2.0f);
         EXPECT_EQ(read, std::min<uint64_t>(1020, Frames - done));
     }
-    Ombrine_Audiofile_Close_Read(opened.handle);
+    Ombrine_Audiofile_Close_Read(handle);
     const float factor = Float_From_Bits(0x38000100) * 2.0f;
-    for (uint64_t f = 0; f < Frames + 100; f++) {
-        for (uint64_t c = 0; c < 3; c++) {
-            const float expected =
-                f < Frames ? static_cast<float>(words[3 * f + c]) * factor : 0.0f;
-            ASSERT_EQ(Bits_Of(out[c][f]), Bits_Of(expected)) << "channel " << c << ", frame " << f;
-        }
+    for (uint64_t i = 0; i < 3 * (Frames + 100); i++) {
+        const float expected = i < 3 * Frames ? static_cast<float>(words[i]) * factor : 0.0f;
+        ASSERT_EQ(Bits_Of(out[i % 3][i / 3]), Bits_Of(expected)) << "sample " << i;
     }
 }
 
-// ---- The shared object and its count ----
-
 TEST(Exports, TheObjectLivesFromTheFirstOpenToTheLastClose)
 {
-    const std::string good = Good_File();
+    const std::string good = Make_File("good.wav");
     const std::string path = Scratch_Path("second.wav");
     for (int turn = 0; turn < 2; turn++) {
         SCOPED_TRACE(turn);
         EXPECT_EQ(Export_Use_Count, 0u);
         EXPECT_EQ(Export_Object, nullptr);
-        const Opened first = Open_Read(good);
+        AudiofileHandle* first = Open(good);
         const ObjectHeader* object = Export_Object;
         ASSERT_NE(object, nullptr);
         EXPECT_EQ(Export_Use_Count, 1u);
-        AudiofileHandle* second = Open_Write(path);
+        AudiofileHandle* second = Open(path, OM_WRITE);
         EXPECT_EQ(Export_Use_Count, 2u);
         EXPECT_EQ(Export_Object, object);
-        Read(first.handle, 2);
+        Read(first, 2);
         Write(second, 3, 2.0f); // clips
         EXPECT_EQ(Export_Use_Count, 2u);
 
-        Ombrine_Audiofile_Close_Read(first.handle);
+        Ombrine_Audiofile_Close_Read(first);
         EXPECT_EQ(Export_Use_Count, 1u);
         EXPECT_EQ(Export_Object, object);
         // The other one still reports as before.
         testing::internal::CaptureStderr();
         Ombrine_Audiofile_Close_Write(second);
         EXPECT_EQ(testing::internal::GetCapturedStderr(),
-                  Warning("2,0", "Audiofile: clipped samples during writing", path));
+                  Report({"2,0", "Audiofile: clipped samples during writing"}, path));
     }
     EXPECT_EQ(Export_Use_Count, 0u);
     EXPECT_EQ(Export_Object, nullptr);
 }
 
-// ---- Warnings ----
-
 TEST(Exports, WarningsPrintAndTheCallGoesOn)
 {
-    struct WarningCase {
-        const char* name;
-        Bytes file;
-        const char* numbers;
-        const char* text;
-    };
-    Bytes other_rate = Wave_Bytes(1, 16, 1, Bytes(8, 0), 8);
+    Bytes other_rate = Good;
     other_rate[28]++;
-    const WarningCase cases[] = {
-        {"byte rate", other_rate, "2,14",
-         "Audiofile_Open_Read: Inconsistent parameters in WAVE file "},
-        {"data beyond the container", Wave_Bytes(1, 16, 1, Bytes(8, 0), 10), "2,16",
-         "Audiofile_Open_Read: incorrect data chunck length in header"},
+    const Bytes too_long = Wave_Bytes(1, 16, 1, Bytes(8, 0), 10);
+    const std::pair<Bytes, Message> cases[] = {
+        {other_rate, {"2,14", "Audiofile_Open_Read: Inconsistent parameters in WAVE file "}},
+        {too_long, {"2,16", "Audiofile_Open_Read: incorrect data chunck length in header"}},
     };
-    for (const WarningCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        const std::string path = Scratch_Path("warns.wav");
-        Write_File(path, c.file);
+    for (const auto& [bytes, message] : cases) {
+        const std::string path = Make_File("warns.wav", bytes);
         testing::internal::CaptureStderr();
-        const Opened opened = Open_Read(path);
-        Read(opened.handle, 4);
-        Ombrine_Audiofile_Close_Read(opened.handle);
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), Warning(c.numbers, c.text, path));
-        EXPECT_EQ(opened.channels, 1u);
+        AudiofileHandle* handle = Open(path);
+        Read(handle, 4);
+        Ombrine_Audiofile_Close_Read(handle);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), Report(message, path));
+        EXPECT_EQ(Told.channels, 1u) << message.text;
     }
 }
 
 // ---- Failures: the exact lines, then status 1 ----
 
-struct FileCase {
-    const char* name;
-    Bytes content; // empty: no file is made
-    void (*run)(const std::string& path);
-    const char* numbers;
-    const char* text;
+using Call = void(AudiofileHandle* handle);
+const auto Only_Open = [](AudiofileHandle*) {};
+const auto Read_None = [](AudiofileHandle* handle) { Read(handle, 0); };
+const auto Read_One = [](AudiofileHandle* handle) { Read(handle, 1); };
+const auto Write_One = [](AudiofileHandle* handle) { Write(handle, 1, 0.0f); };
+const auto Fill_Disk = [](AudiofileHandle* handle) {
+    const rlimit limit = {100000, 100000};
+    signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    Write(handle, 100000, 0.5f);
 };
-void Just_Open(const std::string& path)
-{
-    Open_Read(path);
-}
-void Open_And_Read(const std::string& path)
-{
-    Read(Open_Read(path).handle, 0);
-}
-void Create(const std::string& path)
-{
-    Open_Write(path);
-}
+
+struct FileCase {
+    const char* name; // of the file, too
+    Bytes content;    // empty: no file is made
+    OpenMode mode;
+    Call* run;
+    Message message;
+};
 
 TEST(ExportsDeathTest, FileFailuresPrintThreeLines)
 {
+    const Bytes no_data =
+        Join({Text("RIFF"), Little(4, 36), Text("WAVEnone"), Little(4, 28), Bytes(28, 0)});
+    const Message end_of_file = {"3,16", "FileAccess_Get_String: EOF on file "};
+    const Message no_type = {"3,14", "Audiofile_Open_Read: Unsupported file type "};
+    const Message no_header = {"3,16", "Audiofile_Open_Read: Error reading header from file "};
+    const Message no_8_bit = {"3,10", "FileDRDW_DR_UINT8: Data type not supported yet in file "};
+    const Message full = {"3,16", "FileAccess_Put_String: Error writing string into file "};
+    const Message no_get = {"3,16", "FileAccess_Get_String: Error reading string from file "};
     const FileCase cases[] = {
-        {"missing", {}, Just_Open, "3,14", "Audiofile_Open_Read: Error opening "},
-        {"short", Text("RIFF"), Just_Open, "3,16", "FileAccess_Get_String: EOF on file "},
-        {"no audio", Text("not an audio file"), Just_Open, "3,14",
-         "Audiofile_Open_Read: Unsupported file type "},
-        {"no_data",
-         Join({Text("RIFF"), Little(4, 36), Text("WAVEnone"), Little(4, 28), Bytes(28, 0)}),
-         Just_Open, "3,16", "Audiofile_Open_Read: Error reading header from file "},
-        {"8_bit", Wave_Bytes(1, 8, 1, Bytes(8, 0), 8), Open_And_Read, "3,10",
-         "FileDRDW_DR_UINT8: Data type not supported yet in file "},
-        {"no_directory/file", {}, Create, "3,14", "Audiofile_Open_Write: Error creating "},
-        {"read_to_write", Wave_Bytes(1, 16, 1, Bytes(8, 0), 8),
-         [](const std::string& path) { Write(Open_Read(path).handle, 1, 0.0f); }, "3,15",
-         "Audiofile_Write_LONG: File not openend for write "},
-        {"write_to_read",
-         {},
-         [](const std::string& path) { Read(Open_Write(path), 1); },
-         "3,10",
-         "Audiofile_Read: File not open for read "},
-        {"close_read_of_written",
-         {},
-         [](const std::string& path) { Ombrine_Audiofile_Close_Read(Open_Write(path)); },
-         "3,15",
-         "Audiofile_Close_Read: File not openend for read "},
-        {"close_write_of_read", Wave_Bytes(1, 16, 1, Bytes(8, 0), 8),
-         [](const std::string& path) { Ombrine_Audiofile_Close_Write(Open_Read(path).handle); },
-         "3,15", "Audiofile_Close_Write: File not openend for write "},
-        {"disk_fills",
-         {},
-         [](const std::string& path) {
-             const rlimit limit = {100000, 100000};
-             signal(SIGXFSZ, SIG_IGN);
-             setrlimit(RLIMIT_FSIZE, &limit);
-             Write(Open_Write(path), 100000, 0.5f);
-         },
-         "3,16",
-         "FileAccess_Put_String: Error writing string into file "},
+        {"missing", {}, OM_READ, Only_Open, Error_Opening},
+        {"short", Text("RIFF"), OM_READ, Only_Open, end_of_file},
+        {"no audio", Text("not an audio file"), OM_READ, Only_Open, no_type},
+        {"no_data", no_data, OM_READ, Only_Open, no_header},
+        {"8_bit", Wave_Bytes(1, 8, 1, Bytes(8, 0), 8), OM_READ, Read_None, no_8_bit},
+        {"no_directory/file", {}, OM_WRITE, Only_Open, Error_Creating},
+        {"read_to_write", Good, OM_READ, Write_One, Not_To_Write},
+        {"write_to_read", {}, OM_WRITE, Read_One, Not_To_Read},
+        {"close_read_of_written", {}, OM_WRITE, Ombrine_Audiofile_Close_Read, Not_Read},
+        {"close_write_of_read", Good, OM_READ, Ombrine_Audiofile_Close_Write, Not_Written},
+        {"disk_fills", {}, OM_WRITE, Fill_Disk, full},
+        {"/dev/full", {}, OM_WRITE, Only_Open, {"3,16", "FileAccess_FSEEK: Error Seeking file"}},
+        {"/", {}, OM_READ, Only_Open, no_get},
     };
     for (const FileCase& c : cases) {
         SCOPED_TRACE(c.name);
-        const std::string path = Scratch_Path(c.name);
+        const std::string path = c.name[0] == '/' ? c.name : Scratch_Path(c.name);
         if (!c.content.empty()) {
             Write_File(path, c.content);
         }
-        EXPECT_EXIT(c.run(path), ExitedWithCode(1), Eq(Stop(c.numbers, c.text, path)));
+        Expect_Exit([&] { c.run(Open(path, c.mode)); }, Stop(c.message, path));
     }
-    EXPECT_EXIT(Open_Write("/dev/full"), ExitedWithCode(1),
-                Eq(Stop("3,16", "FileAccess_FSEEK: Error Seeking file", "/dev/full")));
-    EXPECT_EXIT(Open_Read("/"), ExitedWithCode(1),
-                Eq(Stop("3,16", "FileAccess_Get_String: Error reading string from file ", "/")));
 }
-
-struct HandleCase {
-    const char* name;
-    void (*call)(AudiofileHandle* handle);
-    const char* numbers;
-    const char* text;
-};
-const HandleCase Handle_Cases[] = {
-    {"read", [](AudiofileHandle* handle) { Read(handle, 1); }, "3,10",
-     "Audiofile_Read: File not open for read "},
-    {"read of none", [](AudiofileHandle* handle) { Read(handle, 0); }, "3,10",
-     "Audiofile_Read: File not open for read "},
-    {"write", [](AudiofileHandle* handle) { Write(handle, 1, 0.0f); }, "3,15",
-     "Audiofile_Write_LONG: File not openend for write "},
-    {"close after reading", Ombrine_Audiofile_Close_Read, "3,15",
-     "Audiofile_Close_Read: File not openend for read "},
-    {"close after writing", Ombrine_Audiofile_Close_Write, "3,15",
-     "Audiofile_Close_Write: File not openend for write "},
-};
-
-AudiofileHandle* Kept = nullptr; // so that its memory is not lost
 
 TEST(ExportsDeathTest, CallsWithoutAnOpenFileAreRefused)
 {
-    const std::string good = Good_File();
-    const Opened closed = Open_Read(good);
-    Ombrine_Audiofile_Close_Read(closed.handle);
-    for (const HandleCase& c : Handle_Cases) {
-        SCOPED_TRACE(c.name);
-        const std::string expected = Stop(c.numbers, c.text);
-        EXPECT_EXIT(c.call(nullptr), ExitedWithCode(1), Eq(expected)) << "null, nothing open";
-        EXPECT_EXIT(c.call(closed.handle), ExitedWithCode(1), Eq(expected)) << "closed long ago";
-        EXPECT_EXIT(
-            {
-                Kept = Open_Read(good).handle;
-                c.call(nullptr);
-            },
-            ExitedWithCode(1), Eq(expected))
-            << "null beside an open file";
+    const std::string good = Make_File("good.wav");
+    AudiofileHandle* closed = Open(good);
+    Ombrine_Audiofile_Close_Read(closed);
+    const std::pair<Call*, Message> cases[] = {
+        {Read_One, Not_To_Read},
+        {Read_None, Not_To_Read},
+        {Write_One, Not_To_Write},
+        {Ombrine_Audiofile_Close_Read, Not_Read},
+        {Ombrine_Audiofile_Close_Write, Not_Written},
+    };
+    for (const auto& c : cases) {
+        const std::string expected = Stop(c.second);
+        const auto beside_an_open_file = [&] {
+            Open(good);
+            c.first(nullptr);
+        };
+        Expect_Exit([&] { c.first(nullptr); }, expected);
+        Expect_Exit([&] { c.first(closed); }, expected);
+        Expect_Exit(beside_an_open_file, expected);
     }
 }
 
 // The caller has its handle, and the open counts, before the file is touched.
-AudiofileHandle* Early_Handle = nullptr;
-void Tell_State()
-{
-    fprintf(stderr, "%s, count %u\n", Early_Handle != nullptr ? "handle" : "no handle",
-            static_cast<unsigned>(Export_Use_Count));
-}
-
 TEST(ExportsDeathTest, TheHandleIsThereBeforeTheFileIsTouched)
 {
     const std::string path = Scratch_Path("none/there.wav");
-    uint64_t number = 0;
-    double rate = 0.0;
-    EXPECT_EXIT(
-        {
-            atexit(Tell_State);
-            Ombrine_Audiofile_Open_Read(path.c_str(), &number, &number, &rate, &Early_Handle);
-        },
-        ExitedWithCode(1),
-        Eq(Stop("3,14", "Audiofile_Open_Read: Error opening ", path) + "handle, count 1\n"));
-    EXPECT_EXIT(
-        {
-            atexit(Tell_State);
-            Ombrine_Audiofile_Open_Write(path.c_str(), 1, &Early_Handle, 8000.0);
-        },
-        ExitedWithCode(1),
-        Eq(Stop("3,14", "Audiofile_Open_Write: Error creating ", path) + "handle, count 1\n"));
-}
-
-void Write_Far_Too_Much(uint64_t frames)
-{
-    const float* rows[2] = {nullptr, nullptr};
-    uint64_t written = 0;
-    AudiofileHandle* handle = Open_Write(Scratch_Path("large.wav"), 2);
-    Ombrine_Audiofile_Write(handle, rows, frames, &written, 1.0f);
+    const auto tell_state = [] {
+        fprintf(stderr, "%s, count %u\n", Told.handle != nullptr ? "handle" : "no handle",
+                static_cast<unsigned>(Export_Use_Count));
+    };
+    for (const OpenMode mode : {OM_READ, OM_WRITE}) {
+        const auto run = [&] {
+            atexit(tell_state);
+            Open(path, mode);
+        };
+        const Message& message = mode == OM_WRITE ? Error_Creating : Error_Opening;
+        Expect_Exit(run, Stop(message, path) + "handle, count 1\n");
+    }
 }
 
 TEST(ExportsDeathTest, CountsBeyondAllMemory)
 {
-    const std::string good = Good_File();
+    const std::string good = Make_File("good.wav");
+    const std::string path = Scratch_Path("large.wav");
     // A sanitizer's allocator says so, too, in lines before these.
-    const auto expected = EndsWith(Stop("3,2", "OBJ_Malloc_T: Out of temp. memory"));
+    const auto expected = testing::EndsWith(Stop(No_Temporary));
     for (const uint64_t frames : {UINT64_MAX, uint64_t{1} << 63, uint64_t{1} << 61}) {
         SCOPED_TRACE(frames);
-        EXPECT_EXIT(Read(Open_Read(good).handle, frames), ExitedWithCode(1), expected);
-        EXPECT_EXIT(Write_Far_Too_Much(frames), ExitedWithCode(1), expected);
+        Expect_Exit([&] { Read(Open(good), frames); }, expected);
+        const auto write = [&] {
+            const float* rows[2] = {nullptr, nullptr};
+            uint64_t written = 0;
+            Ombrine_Audiofile_Write(Open(path, OM_WRITE, 2), rows, frames, &written, 1.0f);
+        };
+        Expect_Exit(write, expected);
     }
 }
 
-#if OMBRINE_OWN_ALLOCATOR
+#ifdef OMBRINE_OWN_ALLOCATOR
 TEST(ExportsDeathTest, MemoryRunsOut)
 {
-    const std::string good = Good_File();
-    const std::string path = Scratch_Path("memory.wav");
-    for (const bool writing : {false, true}) {
-        SCOPED_TRACE(writing ? "writing" : "reading");
-        auto open = [&] { return writing ? Open_Write(path) : Open_Read(good).handle; };
-        // Nothing to report through without the shared object.
-        EXPECT_EXIT(
-            {
-                Malloc_Fails = true;
-                open();
-            },
-            ExitedWithCode(1), Eq(""));
-        EXPECT_EXIT(
-            {
-                Memalign_Fails_From = 0;
-                open();
-            },
-            ExitedWithCode(1), Eq(Stop("3,10", "OBJ_Malloc_C: Out of Memory")));
-        EXPECT_EXIT(
-            {
-                AudiofileHandle* handle = open();
-                Memalign_Fails_From = 0;
-                writing ? Write(handle, 1, 0.0f) : Read(handle, 1);
-            },
-            ExitedWithCode(1), Eq(Stop("3,2", "OBJ_Malloc_T: Out of temp. memory")));
+    const std::string good = Make_File("good.wav");
+    for (const OpenMode mode : {OM_READ, OM_WRITE}) {
+        SCOPED_TRACE(mode);
+        const std::string path = mode == OM_READ ? good : Scratch_Path("memory.wav");
+        const auto without_malloc = [&] {
+            Malloc_Fails = true;
+            Open(path, mode);
+        };
+        const auto without_memalign = [&] {
+            Memalign_Fails_From = 0;
+            Open(path, mode);
+        };
+        const auto once_open = [&] {
+            AudiofileHandle* handle = Open(path, mode);
+            Memalign_Fails_From = 0;
+            mode == OM_WRITE ? Write_One(handle) : Read_One(handle);
+        };
+        Expect_Exit(without_malloc, ""); // nothing to report through without the shared object
+        Expect_Exit(without_memalign, Stop({"3,10", "OBJ_Malloc_C: Out of Memory"}));
+        Expect_Exit(once_open, Stop(No_Temporary));
     }
 }
 #endif

@@ -12,8 +12,7 @@ using LongPoints = std::vector<std::complex<long double>>;
 inline std::complex<long double> Long_Turn(uint64_t step, uint64_t n)
 {
     const long double pi = 3.14159265358979323846264338327950288L;
-    const long double angle = -2 * pi * static_cast<long double>(step % n) / n;
-    return {cosl(angle), sinl(angle)};
+    return std::polar(1.0L, -2 * pi * static_cast<long double>(step % n) / n);
 }
 
 inline LongPoints Long_Sum(const LongPoints& in)
@@ -34,14 +33,12 @@ inline LongPoints Long_Transform(const LongPoints& in)
     if (n == 1) {
         return in;
     }
-    LongPoints even(n / 2);
-    LongPoints odd(n / 2);
-    for (uint64_t m = 0; m < n / 2; m++) {
-        even[m] = in[2 * m];
-        odd[m] = in[2 * m + 1];
+    LongPoints halves[2];
+    for (uint64_t m = 0; m < n; m++) {
+        halves[m % 2].push_back(in[m]);
     }
-    even = Long_Transform(even);
-    odd = Long_Transform(odd);
+    const LongPoints even = Long_Transform(halves[0]);
+    const LongPoints odd = Long_Transform(halves[1]);
     LongPoints out(n);
     for (uint64_t k = 0; k < n / 2; k++) {
         const std::complex<long double> turned = odd[k] * Long_Turn(k, n);
@@ -68,11 +65,8 @@ long double Relative_Rms(const LongPoints& exact, uint64_t N, long double scale,
 // The bins of the packed spectrum.
 inline std::complex<long double> Packed_Bin(const std::vector<float>& spectrum, uint64_t k)
 {
-    if (k == 0) {
-        return spectrum[0];
-    }
-    if (2 * k == spectrum.size()) {
-        return spectrum[1];
+    if (k == 0 || 2 * k == spectrum.size()) {
+        return spectrum[k == 0 ? 0 : 1];
     }
     return {spectrum[2 * k], spectrum[2 * k + 1]};
 }

@@ -3,40 +3,35 @@
 #include "tests/fft_reference.h"
 
 #include <fftw3.h>
-#include <gtest/gtest.h>
 
 namespace
 {
 
 struct Errors {
-    double ours;
-    double theirs;
+    double ours = 0.0;
+    double theirs = 0.0;
 };
 
 // The mean over a few inputs: at small sizes one input says little.
 Errors Mean_Errors(const FftRealPlan* plan, uint32_t N, int inputs)
 {
-    Errors mean = {0.0, 0.0};
+    Errors mean;
     Floats in(N), ours(N), theirs(N + 2);
     fftwf_plan peer = fftwf_plan_dft_r2c_1d(static_cast<int>(N), in.data(),
                                             reinterpret_cast<fftwf_complex*>(theirs.data()),
                                             FFTW_ESTIMATE | FFTW_PRESERVE_INPUT);
+    const auto our_bin = [&](uint64_t bin) { return Packed_Bin(ours, bin); };
+    const auto their_bin = [&](uint64_t bin) {
+        return std::complex<long double>(theirs[2 * bin], theirs[2 * bin + 1]);
+    };
     for (int k = 0; k < inputs; k++) {
         const Floats samples = Random_Floats(N, N + static_cast<uint32_t>(k));
         std::copy(samples.begin(), samples.end(), in.begin());
         const LongPoints exact = Long_Transform(LongPoints(in.begin(), in.end()));
         FFT_Real_Forward(plan, N, in.data(), ours.data());
         fftwf_execute(peer);
-        mean.ours += static_cast<double>(Relative_Rms(
-                         exact, N, 2.0L, [&](uint64_t bin) { return Packed_Bin(ours, bin); })) /
-                     inputs;
-        mean.theirs +=
-            static_cast<double>(Relative_Rms(exact, N, 1.0L,
-                                             [&](uint64_t bin) {
-                                                 return std::complex<long double>(
-                                                     theirs[2 * bin], theirs[2 * bin + 1]);
-                                             })) /
-            inputs;
+        mean.ours += static_cast<double>(Relative_Rms(exact, N, 2.0L, our_bin)) / inputs;
+        mean.theirs += static_cast<double>(Relative_Rms(exact, N, 1.0L, their_bin)) / inputs;
     }
     fftwf_destroy_plan(peer);
     return mean;

@@ -1,52 +1,26 @@
 // What the tests of the transforms share: the transform one point at a time, the definition that
-// every fast pass must match bit for bit; plans and buffers with guards; random input; and the
-// forms of the library under test.
+// every fast pass must match bit for bit; plans and random input.
 #pragma once
 
 #include "spectrum/fft.h"
+#include "tests/vector_fixture.h"
 
-#include <cmath>
-#include <cstdint>
-#include <cstring>
+#include <algorithm>
+#include <bit>
+#include <complex>
 #include <memory>
 #include <random>
 #include <string>
-#include <utility>
-#include <vector>
 
 using Floats = std::vector<float>;
-
-struct Point {
-    float re;
-    float im;
-};
-
-inline Point Plus(Point a, Point b)
-{
-    return {a.re + b.re, a.im + b.im};
-}
-
-inline Point Minus(Point a, Point b)
-{
-    return {a.re - b.re, a.im - b.im};
-}
-
-// i * a and -i * a.
-inline Point Left(Point a)
-{
-    return {-a.im, a.re};
-}
-
-inline Point Right(Point a)
-{
-    return {a.im, -a.re};
-}
+using Point = std::complex<float>;
 
 // a times w, or times its conjugate: products with the cosine rounded, those with the sine fused.
 inline Point Turned(Point a, FftPair w, bool inverse)
 {
     const float sine = inverse ? w.sine : -w.sine;
-    return {std::fma(-a.im, sine, a.re * w.cosine), std::fma(a.re, sine, a.im * w.cosine)};
+    return {std::fma(-a.imag(), sine, a.real() * w.cosine),
+            std::fma(a.real(), sine, a.imag() * w.cosine)};
 }
 
 inline uint32_t Reversed(uint32_t i, uint32_t n)
@@ -58,17 +32,18 @@ inline uint32_t Reversed(uint32_t i, uint32_t n)
     return r;
 }
 
-// The butterfly of a radix-4 stage, in place.
-inline void Butterfly(Point* q0, Point* q1, Point* q2, Point* q3, bool inverse)
+// The butterfly of a radix-4 stage, in place on four points a step apart.
+inline void Butterfly(Point* q, uint32_t step, bool inverse)
 {
-    const Point sum = Plus(*q0, *q1);
-    const Point difference = Minus(*q0, *q1);
-    const Point far_sum = Plus(*q2, *q3);
-    const Point far_difference = Minus(*q2, *q3);
-    *q0 = Plus(sum, far_sum);
-    *q2 = Minus(sum, far_sum);
-    *q1 = Plus(difference, inverse ? Left(far_difference) : Right(far_difference));
-    *q3 = Plus(difference, inverse ? Right(far_difference) : Left(far_difference));
+    const Point sum = q[0] + q[step];
+    const Point difference = q[0] - q[step];
+    const Point far_sum = q[2 * step] + q[3 * step];
+    const Point far = q[2 * step] - q[3 * step];
+    const Point turned = inverse ? Point(-far.imag(), far.real()) : Point(far.imag(), -far.real());
+    q[0] = sum + far_sum;
+    q[step] = difference + turned;
+    q[2 * step] = sum - far_sum;
+    q[3 * step] = difference - turned;
 }
 
 inline Floats Reference_Complex(const FftComplexPlan* plan, uint32_t n, const Floats& in,
@@ -78,95 +53,78 @@ inline Floats Reference_Complex(const FftComplexPlan* plan, uint32_t n, const Fl
     for (uint32_t i = 0; i < n; i++) {
         z[i] = {in[2 * Reversed(i, n)], in[2 * Reversed(i, n) + 1]};
     }
-    uint32_t log2 = 0;
-    while (1u << log2 < n) {
-        log2++;
-    }
-    uint32_t quarter = 0;
-    const FftPair* table = nullptr;
-    if (log2 % 2 == 0) {
-        for (uint32_t i = 0; i < n; i += 4) {
-            Butterfly(&z[i], &z[i + 1], &z[i + 2], &z[i + 3], inverse);
+    const bool even = std::countr_zero(n) % 2 == 0;
+    const FftPair* table = even ? plan->evenTables : plan->oddTables;
+    uint32_t quarter = even ? 4 : 2;
+    for (uint32_t i = 0; i < n; i += quarter) {
+        if (even) {
+            Butterfly(&z[i], 1, inverse);
+        } else {
+            const Point first = z[i];
+            z[i] += z[i + 1];
+            z[i + 1] = first - z[i + 1];
         }
-        quarter = 4;
-        table = plan->evenTables;
-    } else {
-        for (uint32_t i = 0; i < n; i += 2) {
-            const Point a = z[i];
-            z[i] = Plus(a, z[i + 1]);
-            z[i + 1] = Minus(a, z[i + 1]);
-        }
-        quarter = 2;
-        table = plan->oddTables;
     }
-    for (uint32_t blocks = n / (4 * quarter); blocks > 0; blocks /= 4, quarter *= 4) {
-        for (uint32_t block = 0; block < blocks; block++) {
-            Point* q = &z[block * 4 * quarter];
-            for (uint32_t j = 0; j < quarter; j++) {
-                const FftPair* group = table + 6 * (j / 2) + j % 2;
-                Point* place = q + j;
-                place[quarter] = Turned(place[quarter], group[4], inverse);
-                place[2 * quarter] = Turned(place[2 * quarter], group[2], inverse);
-                place[3 * quarter] = Turned(place[3 * quarter], group[0], inverse);
-                Butterfly(place, place + quarter, place + 2 * quarter, place + 3 * quarter,
-                          inverse);
+    for (; 4 * quarter <= n; quarter *= 4) {
+        for (uint32_t i = 0; i < n; i++) {
+            const uint32_t j = i % (4 * quarter);
+            if (j < quarter) {
+                for (uint32_t k = 1; k < 4; k++) {
+                    const FftPair w = table[6 * (j / 2) + j % 2 + 2 * (3 - k)];
+                    z[i + k * quarter] = Turned(z[i + k * quarter], w, inverse);
+                }
+                Butterfly(&z[i], quarter, inverse);
             }
         }
         table += 3 * quarter;
     }
-    Floats out(2 * n);
-    for (uint32_t i = 0; i < n; i++) {
-        out[2 * i] = z[i].re;
-        out[2 * i + 1] = z[i].im;
-    }
-    return out;
+    const float* floats = reinterpret_cast<const float*>(z.data());
+    return Floats(floats, floats + 2 * n);
 }
 
-inline void Reference_Post(uint32_t N, const FftPair* table, Floats* buffer)
+// Sums and differences of the bins k and M - k, and the factor that belongs to them.
+struct BinPair {
+    float c, s, e, d, p, q;
+};
+
+inline BinPair Bin_Pair(const Floats& z, uint32_t k, const FftPair* table, float scale)
 {
-    Floats& z = *buffer;
-    const uint32_t M = N / 2;
-    const float a = z[0];
-    const float b = z[1];
-    z[0] = (a + b) + (a + b);
-    z[1] = (a - b) + (a - b);
-    for (uint32_t k = 1; k <= M / 2; k++) {
-        const Point A = {z[2 * k], z[2 * k + 1]};
-        const Point B = {z[2 * (M - k)], z[2 * (M - k) + 1]};
-        const float c = table[k - 1].cosine;
-        const float s = table[k - 1].sine;
-        const float e = A.re + B.re;
-        const float d = A.im - B.im;
-        const float p = A.re - B.re;
-        const float q = A.im + B.im;
+    const Point A = {z[2 * k], z[2 * k + 1]};
+    const Point B = {z[z.size() - 2 * k], z[z.size() - 2 * k + 1]};
+    return {table[k - 1].cosine,           table[k - 1].sine,
+            scale * (A.real() + B.real()), scale * (A.imag() - B.imag()),
+            scale * (A.real() - B.real()), scale * (A.imag() + B.imag())};
+}
+
+inline void Set_Bin(Floats* z, size_t k, float re, float im)
+{
+    (*z)[2 * k] = re;
+    (*z)[2 * k + 1] = im;
+}
+
+inline void Reference_Post(uint32_t N, const FftPair* table, Floats* z)
+{
+    const float a = (*z)[0];
+    const float b = (*z)[1];
+    Set_Bin(z, 0, (a + b) + (a + b), (a - b) + (a - b));
+    for (uint32_t k = 1; k <= N / 4; k++) {
+        const auto [c, s, e, d, p, q] = Bin_Pair(*z, k, table, 1.0f);
         const float u = std::fma(-p, s, q * c);
         const float w = std::fma(p, c, q * s);
-        z[2 * k] = e - u;
-        z[2 * k + 1] = w + d;
-        z[2 * (M - k)] = e + u;
-        z[2 * (M - k) + 1] = w - d;
+        Set_Bin(z, k, e - u, w + d);
+        Set_Bin(z, N / 2 - k, e + u, w - d);
     }
 }
 
 inline void Reference_Pre(uint32_t N, const FftPair* table, const Floats& in, Floats* out,
                           float scale)
 {
-    const uint32_t M = N / 2;
-    for (uint32_t k = 1; k <= M / 2; k++) {
-        const Point A = {in[2 * k], in[2 * k + 1]};
-        const Point B = {in[2 * (M - k)], in[2 * (M - k) + 1]};
-        const float c = table[k - 1].cosine;
-        const float s = table[k - 1].sine;
-        const float e = scale * (A.re + B.re);
-        const float d = scale * (A.im - B.im);
-        const float p = scale * (A.re - B.re);
-        const float q = scale * (A.im + B.im);
+    for (uint32_t k = 1; k <= N / 4; k++) {
+        const auto [c, s, e, d, p, q] = Bin_Pair(in, k, table, scale);
         const float u = -std::fma(-s, q, c * p);
         const float w = std::fma(s, p, c * q);
-        (*out)[2 * k] = e + w;
-        (*out)[2 * k + 1] = d + u;
-        (*out)[2 * (M - k)] = e - w;
-        (*out)[2 * (M - k) + 1] = u - d;
+        Set_Bin(out, k, e + w, d + u);
+        Set_Bin(out, N / 2 - k, e - w, u - d);
     }
 }
 
@@ -183,88 +141,44 @@ inline Floats Reference_Real(const FftRealPlan* plan, uint32_t N, const Floats& 
         return out;
     }
     const float scale = 0.5f / static_cast<float>(N);
-    Floats points(N);
+    Floats points = {(in[0] + in[1]) * scale, (in[0] - in[1]) * scale};
+    points.resize(N);
     Reference_Pre(N, Stage_Table(plan, N), in, &points, scale);
-    points[0] = (in[0] + in[1]) * scale;
-    points[1] = (in[0] - in[1]) * scale;
     return Reference_Complex(plan->complexPlan, N / 2, points, true);
 }
 
-// ---- Plans, buffers, input ----
+// ---- Plans, input ----
 
-struct BlockFree {
-    void operator()(void* block) const
-    {
-        free(block);
-    }
-};
-using RealPlan = std::unique_ptr<FftRealPlan, BlockFree>;
-using ComplexPlan = std::unique_ptr<FftComplexPlan, BlockFree>;
+using RealPlan = std::shared_ptr<FftRealPlan>;
+using ComplexPlan = std::shared_ptr<FftComplexPlan>;
 
 inline RealPlan Make_Real_Plan(uint32_t N)
 {
-    RealPlan plan(static_cast<FftRealPlan*>(malloc(FFT_RealPlan_Size(N))));
-    FFT_RealPlan_Init(N, plan.get());
-    return plan;
+    void* const block = malloc(FFT_RealPlan_Size(N));
+    FFT_RealPlan_Init(N, block);
+    return RealPlan(static_cast<FftRealPlan*>(block), free);
 }
 
 inline ComplexPlan Make_Complex_Plan(uint32_t n)
 {
-    ComplexPlan plan(static_cast<FftComplexPlan*>(malloc(FFT_ComplexPlan_Size(n))));
-    FFT_ComplexPlan_Init(n, plan.get());
-    return plan;
+    void* const block = malloc(FFT_ComplexPlan_Size(n));
+    FFT_ComplexPlan_Init(n, block);
+    return ComplexPlan(static_cast<FftComplexPlan*>(block), free);
 }
-
-// Floats between two zones of a value that no transform makes, an odd number of floats off the
-// block's own boundary.
-struct Guarded {
-    static constexpr size_t Zone = 37;
-    static constexpr float Mark = -7777.25f;
-    Floats block;
-    size_t count;
-
-    explicit Guarded(const Floats& content)
-        : block(content.size() + 2 * Zone, Mark), count(content.size())
-    {
-        memcpy(data(), content.data(), count * sizeof(float));
-    }
-    float* data()
-    {
-        return block.data() + Zone;
-    }
-    Floats content()
-    {
-        return Floats(data(), data() + count);
-    }
-    bool zones_untouched() const
-    {
-        for (size_t k = 0; k < Zone; k++) {
-            if (block[k] != Mark || block[Zone + count + k] != Mark) {
-                return false;
-            }
-        }
-        return true;
-    }
-};
 
 inline Floats Random_Floats(size_t count, uint32_t seed)
 {
     std::mt19937 generator(seed);
     std::uniform_real_distribution<float> value(-1.0f, 1.0f);
     Floats out(count);
-    for (float& x : out) {
-        x = value(generator);
-    }
+    std::generate(out.begin(), out.end(), [&] { return value(generator); });
     return out;
 }
 
 // The index of the first float whose bits differ, or -1.
 inline int64_t First_Difference(const Floats& a, const Floats& b)
 {
-    for (size_t k = 0; k < a.size(); k++) {
-        if (memcmp(&a[k], &b[k], sizeof(float)) != 0) {
-            return static_cast<int64_t>(k);
-        }
-    }
-    return a.size() == b.size() ? -1 : static_cast<int64_t>(a.size());
+    const auto same = [](float x, float y) { return Bits(x) == Bits(y); };
+    const auto at = std::mismatch(a.begin(), a.end(), b.begin(), b.end(), same).first;
+    return at == a.end() && a.size() == b.size() ? -1 : at - a.begin();
 }

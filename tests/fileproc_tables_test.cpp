@@ -4,6 +4,8 @@
 #include "tests/engine_fixture.h"
 #include "tests/matrix_fixture.h"
 
+#include <numeric>
+
 using Reports = std::vector<std::string>;
 using Floats = std::vector<float>;
 
@@ -47,137 +49,101 @@ template <class Value> struct Table {
 
 // ---- Readers ----
 
-// Reports are told without the path, which is the second of each pair.
-static Reports In_Pairs(const Reports& texts, const std::string& path)
+// Runs call(object, path) of FileProc_<name>; true if it stops. Reports are told without the name,
+// which stands behind the severity and code, and without the path, the second of each pair.
+static bool Check_Call(const char* name, const std::string& path, const Reports& texts,
+                       const std::function<void(ObjectHeader*, const char*)>& call)
 {
-    Reports pairs;
+    Reports expected;
     for (const std::string& text : texts) {
-        pairs.push_back(text);
-        pairs.push_back(text.substr(0, text.find(' ') + 1) + path);
+        const std::string code = text.substr(0, text.find(' ') + 1);
+        expected.push_back(code + "FileProc_" + name + ": " + text.substr(code.size()));
+        expected.push_back(code + path);
     }
-    return pairs;
+    RecordingObject object;
+    Make_Recorder(&object);
+    const int descriptors = Open_Descriptors();
+    const bool stopped = Stops_For_Good(&object, [&] { call(&object.header, path.c_str()); });
+    EXPECT_EQ(object.reports, expected);
+    EXPECT_EQ(stopped, !texts.empty() && texts.back()[0] == '3');
+    EXPECT_TRUE(stopped || Open_Descriptors() == descriptors);
+    return stopped;
+}
+
+static const char* const Word = "3,17: error parsing ";
+static const char* const Dos = "3,14: DOS file? ";
+static const char* const Few_Columns = "2,17: Too few columns in ";
+static const char* const Many_Columns = "2,17: Too many columns in ";
+static const char* const Few_Rows = "2,17: Too few rows in ";
+static const char* const Many_Rows = "2,17: Too many rows in ";
+
+static Reports Without_Many_Columns(Reports reports)
+{
+    std::erase(reports, Many_Columns);
+    return reports;
 }
 
 struct MatrixRow {
     const char* name;
     uint64_t rows, columns;
     const char* text;
-    Floats floats, ints; // empty: the call stops
-    Reports float_reports, int_reports;
+    Floats floats; // empty: the call stops
+    Reports float_reports = {};
+    Floats ints = floats;
+    Reports int_reports = Without_Many_Columns(float_reports);
 };
-
-static const char* const F_Word = "3,17: FileProc_RdMatrixF: error parsing ";
-static const char* const F_Dos = "3,14: FileProc_RdMatrixF: DOS file? ";
-static const char* const F_Few_Columns = "2,17: FileProc_RdMatrixF: Too few columns in ";
-static const char* const F_Many_Columns = "2,17: FileProc_RdMatrixF: Too many columns in ";
-static const char* const F_Few_Rows = "2,17: FileProc_RdMatrixF: Too few rows in ";
-static const char* const F_Many_Rows = "2,17: FileProc_RdMatrixF: Too many rows in ";
-static const char* const I_Word = "3,17: FileProc_RdMatrixI: error parsing ";
-static const char* const I_Few_Columns = "2,17: FileProc_RdMatrixI: Too few columns in ";
-static const char* const I_Few_Rows = "2,17: FileProc_RdMatrixI: Too few rows in ";
-static const char* const I_Many_Rows = "2,17: FileProc_RdMatrixI: Too many rows in ";
 
 static const MatrixRow Matrix_Rows[] = {
-    {"whole", 2, 2, "1 2\n3 4\n", {1, 2, 3, 4}, {1, 2, 3, 4}, {}, {}},
-    {"as written", 2, 2, "1\t2\t\n3 4 \n", {1, 2, 3, 4}, {1, 2, 3, 4}, {}, {}},
-    {"no last line feed", 2, 2, "1 2\n3 4", {1, 2, 3, 4}, {1, 2, 3, 4}, {}, {}},
-    {"empty lines and white space before",
-     2,
-     2,
-     "\n\n  1 2\n \t\n3 4\n\n\n",
-     {1, 2, 3, 4},
-     {1, 2, 3, 4},
-     {},
-     {}},
-    {"empty file", 2, 1, "", {0, 0}, {0, 0}, {F_Few_Rows}, {I_Few_Rows}},
-    {"white space alone", 1, 2, " \n\t\n", {0, 0}, {0, 0}, {F_Few_Rows}, {I_Few_Rows}},
-    {"three short rows",
-     3,
-     2,
-     "1\n2 \n3\t\n",
-     {1, 0, 2, 0, 3, 0},
-     {1, 0, 2, 0, 3, 0},
-     {F_Few_Columns},
-     {I_Few_Columns}},
-    {"last row short, no line feed",
-     2,
-     2,
-     "1 2\n3",
-     {1, 2, 3, 0},
-     {1, 2, 3, 0},
-     {F_Few_Columns},
-     {I_Few_Columns}},
-    {"last row short, blank, no line feed",
-     2,
-     2,
-     "1 2\n3 ",
-     {1, 2, 3, 0},
-     {1, 2, 3, 0},
-     {F_Few_Columns},
-     {I_Few_Columns}},
-    {"surplus column", 2, 1, "1 9\n3 9\n", {1, 3}, {1, 3}, {F_Many_Columns}, {}},
-    {"surplus column, then none", 2, 1, "1 9\n3\n", {1, 3}, {1, 3}, {F_Many_Columns}, {}},
-    {"a word as surplus", 1, 1, "1 nine\n", {1}, {1}, {F_Many_Columns}, {}},
-    {"letters right behind the last", 1, 1, "1x\n", {1}, {1}, {F_Many_Columns}, {}},
-    {"row missing", 2, 2, "1 2\n", {1, 2, 0, 0}, {1, 2, 0, 0}, {F_Few_Rows}, {I_Few_Rows}},
-    {"surplus row", 1, 2, "1 2\n3 4\n", {1, 2}, {1, 2}, {F_Many_Rows}, {I_Many_Rows}},
-    {"word behind the last row", 1, 2, "1 2\nend\n", {1, 2}, {1, 2}, {F_Many_Rows}, {}},
-    {"all warnings but rows missing",
-     2,
-     2,
-     "1\n2 3 4\n5\n",
-     {1, 0, 2, 3},
-     {1, 0, 2, 3},
-     {F_Few_Columns, F_Many_Columns, F_Many_Rows},
-     {I_Few_Columns, I_Many_Rows}},
-    {"all warnings but surplus rows",
-     3,
-     2,
-     "1\n2 3 4\n",
-     {1, 0, 2, 3, 0, 0},
-     {1, 0, 2, 3, 0, 0},
-     {F_Few_Columns, F_Many_Columns, F_Few_Rows},
-     {I_Few_Columns, I_Few_Rows}},
-    {"a word for a number", 2, 2, "1 two\n", {}, {}, {F_Word}, {I_Word}},
-    {"a word at the start", 1, 1, "one\n", {}, {}, {F_Word}, {I_Word}},
-    {"a fraction among integers", 1, 2, "1.5 2\n", {1.5f, 2}, {}, {}, {I_Word}},
-    {"DOS", 2, 2, "1 2\r\n3 4\r\n", {}, {1, 2, 3, 4}, {F_Dos}, {}},
-    {"DOS, blank before the line end", 1, 1, "1 \r\n", {}, {1}, {F_Dos}, {}},
-    {"DOS, a carriage return behind a surplus", 1, 1, "1 9\r\n", {1}, {1}, {F_Many_Columns}, {}},
-    {"DOS, short row goes on", 2, 2, "1\r\n2 3\r\n", {}, {1, 2, 0, 0}, {F_Dos}, {I_Few_Rows}},
-    {"DOS, short row at the end", 2, 2, "1 2\r\n3\r\n", {}, {1, 2, 0, 0}, {F_Dos}, {I_Few_Rows}},
-    {"no columns", 2, 0, "1 2\n3 4\n", {}, {}, {}, {}},
-    {"no rows", 0, 2, "1 2\n", {}, {}, {F_Many_Rows}, {I_Many_Rows}},
-    {"no rows, empty file", 0, 2, "", {}, {}, {}, {}},
-    {"all notations", 1, 4, "+1 -0x10 010 -2\n", {1, -16, 10, -2}, {1, -16, 8, -2}, {}, {}},
+    {"whole", 2, 2, "1 2\n3 4\n", {1, 2, 3, 4}},
+    {"as written", 2, 2, "1\t2\t\n3 4 \n", {1, 2, 3, 4}},
+    {"no last line feed", 2, 2, "1 2\n3 4", {1, 2, 3, 4}},
+    {"empty lines and white space before", 2, 2, "\n\n  1 2\n \t\n3 4\n\n\n", {1, 2, 3, 4}},
+    {"empty file", 2, 1, "", {0, 0}, {Few_Rows}},
+    {"white space alone", 1, 2, " \n\t\n", {0, 0}, {Few_Rows}},
+    {"three short rows", 3, 2, "1\n2 \n3\t\n", {1, 0, 2, 0, 3, 0}, {Few_Columns}},
+    {"last row short, no line feed", 2, 2, "1 2\n3", {1, 2, 3, 0}, {Few_Columns}},
+    {"last row short, blank, no line feed", 2, 2, "1 2\n3 ", {1, 2, 3, 0}, {Few_Columns}},
+    {"surplus column", 2, 1, "1 9\n3 9\n", {1, 3}, {Many_Columns}},
+    {"surplus column, then none", 2, 1, "1 9\n3\n", {1, 3}, {Many_Columns}},
+    {"a word as surplus", 1, 1, "1 nine\n", {1}, {Many_Columns}},
+    {"letters right behind the last", 1, 1, "1x\n", {1}, {Many_Columns}},
+    {"row missing", 2, 2, "1 2\n", {1, 2, 0, 0}, {Few_Rows}},
+    {"surplus row", 1, 2, "1 2\n3 4\n", {1, 2}, {Many_Rows}},
+    {"word behind the last row", 1, 2, "1 2\nend\n", {1, 2}, {Many_Rows}, {1, 2}, {}},
+    // All warnings but one.
+    {"more", 2, 2, "1\n2 3 4\n5\n", {1, 0, 2, 3}, {Few_Columns, Many_Columns, Many_Rows}},
+    {"fewer", 3, 2, "1\n2 3 4\n", {1, 0, 2, 3, 0, 0}, {Few_Columns, Many_Columns, Few_Rows}},
+    {"a word for a number", 2, 2, "1 two\n", {}, {Word}},
+    {"a word at the start", 1, 1, "one\n", {}, {Word}},
+    {"a fraction among integers", 1, 2, "1.5 2\n", {1.5f, 2}, {}, {}, {Word}},
+    {"DOS", 2, 2, "1 2\r\n3 4\r\n", {}, {Dos}, {1, 2, 3, 4}, {}},
+    {"DOS, blank before the line end", 1, 1, "1 \r\n", {}, {Dos}, {1}, {}},
+    {"DOS, a carriage return behind a surplus", 1, 1, "1 9\r\n", {1}, {Many_Columns}},
+    {"DOS, short row goes on", 2, 2, "1\r\n2 3\r\n", {}, {Dos}, {1, 2, 0, 0}, {Few_Rows}},
+    {"DOS, short row at the end", 2, 2, "1 2\r\n3\r\n", {}, {Dos}, {1, 2, 0, 0}, {Few_Rows}},
+    {"no columns", 2, 0, "1 2\n3 4\n", {}},
+    {"no rows", 0, 2, "1 2\n", {}, {Many_Rows}},
+    {"no rows, empty file", 0, 2, "", {}},
+    {"all notations", 1, 4, "+1 -0x10 010 -2\n", {1, -16, 10, -2}, {}, {1, -16, 8, -2}},
 };
 
-template <class Value, class Read> static void
-Check_Matrix(const MatrixRow& row, Read read, const Floats& expected, const Reports& reports)
+template <class Value> static void Check_Matrix(const MatrixRow& row, const char* name, auto read,
+                                                const Floats& expected, const Reports& reports)
 {
-    SCOPED_TRACE(std::string(row.name) +
-                 (std::is_same_v<Value, float> ? ", floats" : ", integers"));
-    const std::string path = Text_File(row.text);
-    RecordingObject object;
-    Make_Recorder(&object);
+    SCOPED_TRACE(testing::Message() << row.name << ", " << name);
     Table<Value> table(row.rows, row.columns);
-    const int descriptors = Open_Descriptors();
-    const bool stopped = Stops_For_Good(&object, [&] {
-        read(&object.header, row.rows, row.columns, table.m.data(), path.c_str());
-    });
-    EXPECT_EQ(object.reports, In_Pairs(reports, path));
-    EXPECT_EQ(stopped, !reports.empty() && reports.back()[0] == '3');
-    if (!stopped) {
+    if (!Check_Call(name, Text_File(row.text), reports, [&](auto* object, auto* path) {
+            read(object, row.rows, row.columns, table.m.data(), path);
+        })) {
         EXPECT_EQ(table.Flat(), std::vector<Value>(expected.begin(), expected.end()));
-        EXPECT_EQ(Open_Descriptors(), descriptors);
     }
 }
 
 TEST(FileProcTables, ReadsMatricesOfAnyShape)
 {
     for (const MatrixRow& row : Matrix_Rows) {
-        Check_Matrix<float>(row, FileProc_RdMatrixF, row.floats, row.float_reports);
-        Check_Matrix<int32_t>(row, FileProc_RdMatrixI, row.ints, row.int_reports);
+        Check_Matrix<float>(row, "RdMatrixF", FileProc_RdMatrixF, row.floats, row.float_reports);
+        Check_Matrix<int32_t>(row, "RdMatrixI", FileProc_RdMatrixI, row.ints, row.int_reports);
     }
 }
 
@@ -186,32 +152,28 @@ struct CoefRow {
     uint64_t count;
     const char* text;
     Floats expected; // empty and a report: the call stops
-    Reports reports;
+    Reports reports = {};
 };
 
 static const CoefRow Coef_Rows[] = {
-    {"a list", 3, "1\n2.5\n-3e2\n", {1, 2.5f, -300}, {}},
-    {"any white space", 3, " 1\t2\r\n\n 3", {1, 2, 3}, {}},
-    {"more values", 2, "1 2 three", {1, 2}, {}},
-    {"fewer values", 3, "1 2\n", {1, 2, 0}, {"2,17: FileProc_RdCoef: Too few values in "}},
-    {"empty file", 2, "", {0, 0}, {"2,17: FileProc_RdCoef: Too few values in "}},
-    {"a word", 3, "1 two 3", {}, {"3,17: FileProc_RdCoef: error parsing "}},
-    {"none wanted", 0, "x", {}, {}},
+    {"a list", 3, "1\n2.5\n-3e2\n", {1, 2.5f, -300}},
+    {"any white space", 3, " 1\t2\r\n\n 3", {1, 2, 3}},
+    {"more values", 2, "1 2 three", {1, 2}},
+    {"fewer values", 3, "1 2\n", {1, 2, 0}, {"2,17: Too few values in "}},
+    {"empty file", 2, "", {0, 0}, {"2,17: Too few values in "}},
+    {"a word", 3, "1 two 3", {}, {Word}},
+    {"none wanted", 0, "x", {}},
 };
 
 TEST(FileProcTables, ReadsCoefficients)
 {
     for (const CoefRow& row : Coef_Rows) {
         SCOPED_TRACE(row.name);
-        const std::string path = Text_File(row.text);
-        RecordingObject object;
-        Make_Recorder(&object);
         Table<float> values(1, row.count);
-        const bool stopped = Stops_For_Good(&object, [&] {
-            FileProc_RdCoef(&object.header, row.count, path.c_str(), values.m[0]);
-        });
-        EXPECT_EQ(object.reports, In_Pairs(row.reports, path));
-        EXPECT_EQ(stopped, !row.reports.empty() && row.reports[0][0] == '3');
+        const bool stopped =
+            Check_Call("RdCoef", Text_File(row.text), row.reports, [&](auto* object, auto* path) {
+                FileProc_RdCoef(object, row.count, path, values.m[0]);
+            });
         EXPECT_EQ(values.Flat(), stopped ? Floats(row.count, 77) : row.expected);
     }
 }
@@ -221,8 +183,8 @@ TEST(FileProcTables, ReadsCoefficients)
 static const char* const Spectra_Text = "1 0 2 0 3 0\n"
                                         "4 0 5 0 6 0\n"
                                         "7 99 8 9 10 99\n";
-static const char* const Hfv_Error = "3,14: FileProc_RdMatrixHFV: error";
-static const char* const Hfv_Format = "3,14: FileProc_RdMatrixHFV: format error";
+static const char* const Hfv_Error = "3,14: error";
+static const char* const Hfv_Format = "3,14: format error";
 
 struct SpectraRow {
     const char* name;
@@ -257,16 +219,10 @@ TEST(FileProcTables, ReadsSpectra)
 {
     for (const SpectraRow& row : Spectra_Rows) {
         SCOPED_TRACE(row.name);
-        const std::string path = Text_File(row.text);
-        RecordingObject object;
-        Make_Recorder(&object);
         Spectra spectra;
-        const bool stopped = Stops_For_Good(&object, [&] {
-            FileProc_RdMatrixHFV(&object.header, 2, row.n, spectra.rows, path.c_str());
-        });
-        EXPECT_EQ(object.reports, In_Pairs(row.reports, path));
-        EXPECT_EQ(stopped, !row.reports.empty());
-        if (!stopped) {
+        if (!Check_Call("RdMatrixHFV", Text_File(row.text), row.reports, [&](auto* o, auto* path) {
+                FileProc_RdMatrixHFV(o, 2, row.n, spectra.rows, path);
+            })) {
             EXPECT_EQ(spectra.diagonal.Flat(), (Floats{1, 2, 3, 4, 5, 6}));
             EXPECT_EQ(spectra.below.Flat(), (Floats{7, 10, 8, 9}));
         }
@@ -281,96 +237,68 @@ struct WriterRow {
     const char* bytes;
 };
 
+static const Table<float> Halves(2, 2, 0.5f);
+static const Table<int32_t> Least(2, 2, INT32_MIN), No_Columns(2, 0);
+
 static const WriterRow Writer_Rows[] = {
-    {"FileProc_WrCoef",
-     [](ObjectHeader* o, const char* path) {
+    {"WrCoef",
+     [](auto* o, auto* path) {
          FileProc_WrCoef(o, 3, path, Floats{1, -0.1f, 3.4e38f}.data());
      },
      "1.000000e+00\n-1.000000e-01\n3.400000e+38\n"},
-    {"FileProc_WrMatrixF",
-     [](ObjectHeader* o, const char* path) {
-         const Table<float> table(2, 2, 0.5f);
-         FileProc_WrMatrixF(o, 2, 2, table.m.data(), path);
-     },
+    {"WrMatrixF", [](auto* o, auto* path) { FileProc_WrMatrixF(o, 2, 2, Halves.m.data(), path); },
      "5.000000e-01\t5.000000e-01\t\n5.000000e-01\t5.000000e-01\t\n"},
-    {"FileProc_WrMatrixI",
-     [](ObjectHeader* o, const char* path) {
-         const Table<int32_t> table(2, 2, -2147483647 - 1);
-         FileProc_WrMatrixI(o, 2, 2, table.m.data(), path);
-     },
+    {"WrMatrixI", [](auto* o, auto* path) { FileProc_WrMatrixI(o, 2, 2, Least.m.data(), path); },
      "-2147483648 -2147483648 \n-2147483648 -2147483648 \n"},
-    {"FileProc_WrMatrixHFV",
-     [](ObjectHeader* o, const char* path) {
+    {"WrMatrixHFV",
+     [](auto* o, auto* path) {
          Spectra spectra;
-         const Floats values = {1, 2, 3, 4};
-         std::copy_n(values.begin(), 4, spectra.below.m[0]);
+         std::iota(spectra.below.m[0], spectra.below.m[0] + 4, 1.0f);
          FileProc_WrMatrixHFV(o, 2, 4, spectra.rows, path);
      },
      "7.700000e+01\t0.000000e+00\t7.700000e+01\t0.000000e+00\t7.700000e+01\t0.000000e+00\t\n"
      "7.700000e+01\t0.000000e+00\t7.700000e+01\t0.000000e+00\t7.700000e+01\t0.000000e+00\t\n"
      "1.000000e+00\t0.000000e+00\t3.000000e+00\t4.000000e+00\t2.000000e+00\t0.000000e+00\t\n"},
-    {"FileProc_WrCoef", // nothing
-     [](ObjectHeader* o, const char* path) { FileProc_WrCoef(o, 0, path, nullptr); }, ""},
-    {"FileProc_WrMatrixF", // no rows
-     [](ObjectHeader* o, const char* path) { FileProc_WrMatrixF(o, 0, 3, nullptr, path); }, ""},
-    {"FileProc_WrMatrixI", // no columns
-     [](ObjectHeader* o, const char* path) {
-         const Table<int32_t> table(2, 0);
-         FileProc_WrMatrixI(o, 2, 0, table.m.data(), path);
-     },
-     "\n\n"},
+    {"WrCoef", [](auto* o, auto* path) { FileProc_WrCoef(o, 0, path, nullptr); }, ""},
+    {"WrMatrixF", [](auto* o, auto* path) { FileProc_WrMatrixF(o, 0, 3, nullptr, path); }, ""},
+    {"WrMatrixI",
+     [](auto* o, auto* path) { FileProc_WrMatrixI(o, 2, 0, No_Columns.m.data(), path); }, "\n\n"},
 };
 
 TEST(FileProcTables, WritesTheseBytes)
 {
     for (const WriterRow& row : Writer_Rows) {
         SCOPED_TRACE(row.name);
-        RecordingObject object;
-        Make_Recorder(&object);
         const std::string path = Text_File("old text");
-        EXPECT_FALSE(Stops_For_Good(&object, [&] { row.write(&object.header, path.c_str()); }));
-        EXPECT_EQ(object.reports, Reports{});
+        Check_Call(row.name, path, {}, row.write);
         EXPECT_EQ(Text_Of(path), row.bytes);
 
         // A place that cannot be opened, and one that takes no byte, which shows in the close.
-        const std::string name = std::string("3,14: ") + row.name + ": Problem opening ";
-        EXPECT_TRUE(Stops_For_Good(&object, [&] { row.write(&object.header, "/nowhere/x"); }));
-        EXPECT_EQ(object.reports, (Reports{name, "3,14: /nowhere/x"}));
+        Check_Call(row.name, "/nowhere/x", {"3,14: Problem opening "}, row.write);
         if (*row.bytes != '\0') {
-            object.reports.clear();
-            const std::string closing = std::string("3,15: ") + row.name + ": Problem closing ";
-            EXPECT_TRUE(Stops_For_Good(&object, [&] { row.write(&object.header, "/dev/full"); }));
-            const bool coef = closing.find("Coef") != std::string::npos;
-            EXPECT_EQ(object.reports, (Reports{closing + (coef ? "%s" : ""), "3,15: /dev/full"}));
+            const bool coef = row.name == std::string("WrCoef");
+            const char* const closing =
+                coef ? "3,15: Problem closing %s" : "3,15: Problem closing ";
+            Check_Call(row.name, "/dev/full", {closing}, row.write);
         }
     }
 }
 
 TEST(FileProcTables, ReportsFilesThatDoNotOpen)
 {
-    static Table<float> floats(1, 1);
-    static Table<int32_t> ints(1, 1);
-    static Spectra spectra;
-    const struct {
-        const char* name;
-        void (*read)(ObjectHeader* object);
-    } cases[] = {
-        {"RdCoef", [](ObjectHeader* o) { FileProc_RdCoef(o, 1, "/nowhere/x", floats.m[0]); }},
-        {"RdMatrixF",
-         [](ObjectHeader* o) { FileProc_RdMatrixF(o, 1, 1, floats.m.data(), "/nowhere/x"); }},
-        {"RdMatrixI",
-         [](ObjectHeader* o) { FileProc_RdMatrixI(o, 1, 1, ints.m.data(), "/nowhere/x"); }},
-        {"RdMatrixHFV",
-         [](ObjectHeader* o) { FileProc_RdMatrixHFV(o, 1, 4, spectra.rows, "/nowhere/x"); }},
+    Table<float> floats(1, 1);
+    Table<int32_t> ints(1, 1);
+    Spectra spectra;
+    const auto check = [](const char* name, auto read) {
+        Check_Call(name, "/nowhere/x", {"3,14: Problem opening "}, read);
     };
-    for (const auto& c : cases) {
-        RecordingObject object;
-        Make_Recorder(&object);
-        EXPECT_TRUE(Stops_For_Good(&object, [&] { c.read(&object.header); }));
-        EXPECT_EQ(object.reports,
-                  (Reports{std::string("3,14: FileProc_") + c.name + ": Problem opening ",
-                           "3,14: /nowhere/x"}));
-    }
+    check("RdCoef", [&](auto* o, auto* path) { FileProc_RdCoef(o, 1, path, floats.m[0]); });
+    check("RdMatrixF",
+          [&](auto* o, auto* path) { FileProc_RdMatrixF(o, 1, 1, floats.m.data(), path); });
+    check("RdMatrixI",
+          [&](auto* o, auto* path) { FileProc_RdMatrixI(o, 1, 1, ints.m.data(), path); });
+    check("RdMatrixHFV",
+          [&](auto* o, auto* path) { FileProc_RdMatrixHFV(o, 1, 4, spectra.rows, path); });
 }
 
 // ---- Round trips ----
@@ -440,38 +368,29 @@ TEST(FileProcTables, SharesFilesWithNumpy)
     const std::string path = Scratch_Path("numpy.txt");
     Table<float> floats(2, 3);
     Table<int32_t> ints(2, 3);
-    EXPECT_EQ(Python("import numpy, sys; numpy.savetxt(sys.argv[1], "
-                     "numpy.array([[1,-2.5,1e-3],[4e20,0.1,6]], numpy.float32))",
-                     path),
-              "");
+    Table<float> list(1, 3);
+    const std::string save = "import numpy, sys; numpy.savetxt(sys.argv[1], numpy.";
+    EXPECT_EQ(Python(save + "array([[1,-2.5,1e-3],[4e20,0.1,6]], numpy.float32))", path), "");
     FileProc_RdMatrixF(&object.header, 2, 3, floats.m.data(), path.c_str());
     EXPECT_EQ(floats.Flat(), (Floats{1, -2.5f, 1e-3f, 4e20f, 0.1f, 6}));
-    EXPECT_EQ(Python("import numpy, sys; numpy.savetxt(sys.argv[1], numpy.arange(-3, 3).reshape(2, "
-                     "3), \"%i\", \"\\t\")",
-                     path),
-              "");
+    EXPECT_EQ(Python(save + "arange(-3, 3).reshape(2, 3), \"%i\", \"\\t\")", path), "");
     FileProc_RdMatrixI(&object.header, 2, 3, ints.m.data(), path.c_str());
     EXPECT_EQ(ints.Flat(), (std::vector<int32_t>{-3, -2, -1, 0, 1, 2}));
-    Table<float> list(1, 3);
-    EXPECT_EQ(
-        Python("import numpy, sys; numpy.savetxt(sys.argv[1], numpy.array([0.25, 1, -7]))", path),
-        "");
+    EXPECT_EQ(Python(save + "array([0.25, 1, -7]))", path), "");
     FileProc_RdCoef(&object.header, 3, path.c_str(), list.m[0]);
     EXPECT_EQ(list.Flat(), (Floats{0.25f, 1, -7}));
 
-    const char* const load =
-        "import numpy, sys; a = numpy.loadtxt(sys.argv[1]); print(a.shape, a.ravel().tolist())";
+    const std::string load = "import numpy, sys; a = numpy.loadtxt(sys.argv[1])";
+    const std::string whole = load + "; print(a.shape, a.ravel().tolist())";
     FileProc_WrMatrixF(&object.header, 2, 3, floats.m.data(), path.c_str());
-    EXPECT_EQ(Python(load, path), "(2, 3) [1.0, -2.5, 0.001, 4e+20, 0.1, 6.0]\n");
+    EXPECT_EQ(Python(whole, path), "(2, 3) [1.0, -2.5, 0.001, 4e+20, 0.1, 6.0]\n");
     FileProc_WrMatrixI(&object.header, 2, 3, ints.m.data(), path.c_str());
-    EXPECT_EQ(Python(load, path), "(2, 3) [-3.0, -2.0, -1.0, 0.0, 1.0, 2.0]\n");
+    EXPECT_EQ(Python(whole, path), "(2, 3) [-3.0, -2.0, -1.0, 0.0, 1.0, 2.0]\n");
     FileProc_WrCoef(&object.header, 3, path.c_str(), list.m[0]);
-    EXPECT_EQ(Python(load, path), "(3,) [0.25, 1.0, -7.0]\n");
+    EXPECT_EQ(Python(whole, path), "(3,) [0.25, 1.0, -7.0]\n");
     Spectra spectra; // numpy reads a line as real and imaginary parts in turn
     FileProc_WrMatrixHFV(&object.header, 2, 4, spectra.rows, path.c_str());
-    EXPECT_EQ(Python("import numpy, sys; a = numpy.loadtxt(sys.argv[1]).view(complex); "
-                     "print(a.shape, a[2].tolist())",
-                     path),
+    EXPECT_EQ(Python(load + ".view(complex); print(a.shape, a[2].tolist())", path),
               "(3, 3) [(77+0j), (77+77j), (77+0j)]\n");
     EXPECT_EQ(object.reports, Reports{});
 }

@@ -28,48 +28,38 @@ static std::string Printed(const std::function<void()>& call)
     return testing::internal::GetCapturedStderr();
 }
 
-struct MemoryClass {
-    const char* name;
-    void* (*take)(ObjectHeader* object, uint64_t size);
-    void (*give_back)(ObjectHeader* object, void* block);
-    const char* exhausted;
-};
-static const MemoryClass Memory_Classes[] = {
-    {"persistent", OBJ_Malloc_C, OBJ_Free_C, "3,10: OBJ_Malloc_C: Out of Memory"},
-    {"temporary", OBJ_Malloc_T, OBJ_Free_T, "3,2: OBJ_Malloc_T: Out of temp. memory"},
-};
-
-TEST(Memory, BlocksLieOn16ByteBoundariesAndHoldTheirSize)
+TEST(Memory, BlocksAreAlignedAndExhaustionStops)
 {
-    RecordingObject object;
-    Make_Recorder(&object);
-    for (const MemoryClass& memory : Memory_Classes) {
-        SCOPED_TRACE(memory.name);
+    const struct {
+        const char* name;
+        void* (*take)(ObjectHeader* object, uint64_t size);
+        void (*give_back)(ObjectHeader* object, void* block);
+        const char* exhausted;
+    } rows[] = {
+        {"persistent", OBJ_Malloc_C, OBJ_Free_C, "3,10: OBJ_Malloc_C: Out of Memory"},
+        {"temporary", OBJ_Malloc_T, OBJ_Free_T, "3,2: OBJ_Malloc_T: Out of temp. memory"},
+    };
+    for (const auto& memory : rows) {
+        RecordingObject object;
+        Make_Recorder(&object);
         for (const uint64_t size : {0, 1, 15, 16, 17, 300, 65537, 16 << 20}) {
-            SCOPED_TRACE(size);
+            SCOPED_TRACE(std::string(memory.name) + " " + std::to_string(size));
             // Two at a time, since the first of a run may be aligned by luck.
-            uint8_t* blocks[2];
-            for (uint8_t*& block : blocks) {
-                block = static_cast<uint8_t*>(memory.take(&object.header, size));
+            void* blocks[2];
+            for (void*& block : blocks) {
+                block = memory.take(&object.header, size);
                 ASSERT_NE(block, nullptr);
                 EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % 16, 0u);
                 memset(block, 0xA5, size);
             }
             EXPECT_NE(blocks[0], blocks[1]);
-            for (uint8_t* block : blocks) {
+            for (void* block : blocks) {
                 memory.give_back(&object.header, block);
             }
         }
-    }
-    EXPECT_EQ(object.reports, Texts{});
-}
-
-TEST(Memory, ExhaustionIsReportedAndStops)
-{
-    for (const MemoryClass& memory : Memory_Classes) {
+        EXPECT_EQ(object.reports, Texts{});
         for (const uint64_t size : {UINT64_MAX, UINT64_MAX - 15, uint64_t{1} << 63}) {
             SCOPED_TRACE(std::string(memory.name) + " " + std::to_string(size));
-            RecordingObject object;
             Make_Recorder(&object);
             void* volatile block = nullptr;
             EXPECT_TRUE(Stops(&object, [&] { block = memory.take(&object.header, size); }));
@@ -79,53 +69,34 @@ TEST(Memory, ExhaustionIsReportedAndStops)
     }
 }
 
-struct DefaultMessageCase {
-    const char* object_name;
-    int32_t severity;
-    int32_t code;
-    const char* text;
-    const char* printed;
-};
-static const DefaultMessageCase Default_Message_Cases[] = {
-    {"A", 0, 0, "t", "[A] DEBUG - t (0)\n"},
-    {"A", 1, 2, "t", "[A] INFO - t (2)\n"},
-    {"some object", 2, 14, "ends in a blank ", "[some object] WARN - ends in a blank  (14)\n"},
-    {"A", 3, 17, "100%s %n", "[A] ERROR - 100%s %n (17)\n"},
-    {"", 4, -1, "", "[] FATAL -  (4294967295)\n"},
-    {"A", 5, INT32_MIN, "t", "[A] ASSERT - t (2147483648)\n"},
-};
-
-TEST(Messages, DefaultReportNamesObjectAndSeverity)
+TEST(Messages, DefaultNamesObjectAndSeverityAndExportedNeither)
 {
-    for (const DefaultMessageCase& c : Default_Message_Cases) {
+    const struct {
+        const char* object_name; // none for the exported report
+        int32_t severity, code;
+        const char *text, *printed;
+    } rows[] = {
+        {"A", 0, 0, "t", "[A] DEBUG - t (0)\n"},
+        {"A", 1, 2, "t", "[A] INFO - t (2)\n"},
+        {"some object", 2, 14, "ends in a blank ", "[some object] WARN - ends in a blank  (14)\n"},
+        {"A", 3, 17, "100%s %n", "[A] ERROR - 100%s %n (17)\n"},
+        {"", 4, -1, "", "[] FATAL -  (4294967295)\n"},
+        {"A", 5, INT32_MIN, "t", "[A] ASSERT - t (2147483648)\n"},
+        {nullptr, 2, 0, "Audiofile: clipped samples during writing",
+         "OmbrineAudiofile: 2,0: Audiofile: clipped samples during writing\n"},
+        {nullptr, 3, 14, "Audiofile_Open_Read: Error opening ",
+         "OmbrineAudiofile: 3,14: Audiofile_Open_Read: Error opening \n"},
+        {nullptr, 3, 16, "%s%d", "OmbrineAudiofile: 3,16: %s%d\n"},
+        {nullptr, -1, INT32_MIN, "", "OmbrineAudiofile: -1,-2147483648: \n"},
+    };
+    for (const auto& c : rows) {
         SCOPED_TRACE(c.printed);
         ObjectHeader object = OBJ_Template;
         OBJ_Set_Name(&object, c.object_name);
         EXPECT_EQ(object.name, c.object_name) << "copied instead of kept";
-        EXPECT_EQ(Printed([&] { object.message_callback(&object, c.severity, c.code, c.text); }),
-                  c.printed);
-    }
-}
-
-struct ExportMessageCase {
-    int32_t severity;
-    int32_t code;
-    const char* text;
-    const char* printed;
-};
-static const ExportMessageCase Export_Message_Cases[] = {
-    {2, 0, "Audiofile: clipped samples during writing",
-     "OmbrineAudiofile: 2,0: Audiofile: clipped samples during writing\n"},
-    {3, 14, "Audiofile_Open_Read: Error opening ",
-     "OmbrineAudiofile: 3,14: Audiofile_Open_Read: Error opening \n"},
-    {3, 16, "%s%d", "OmbrineAudiofile: 3,16: %s%d\n"},
-    {-1, INT32_MIN, "", "OmbrineAudiofile: -1,-2147483648: \n"},
-};
-
-TEST(Messages, ExportedReportHasSeverityAndCodeButNoObject)
-{
-    for (const ExportMessageCase& c : Export_Message_Cases) {
-        EXPECT_EQ(Printed([&] { Export_Message(nullptr, c.severity, c.code, c.text); }), c.printed);
+        ObjectHeader* const told = c.object_name == nullptr ? nullptr : &object;
+        const auto report = told == nullptr ? Export_Message : object.message_callback;
+        EXPECT_EQ(Printed([&] { report(told, c.severity, c.code, c.text); }), c.printed);
     }
 }
 
@@ -152,25 +123,23 @@ static void Leave_With_9(ObjectHeader*)
     exit(9);
 }
 
-struct StopCase {
-    const char* name;
-    bool has_object;
-    FatalCallback* callback;
-    int status;
-    const char* printed;
-};
-static const StopCase Stop_Cases[] = {
-    {"no object", false, nullptr, 1, ""},
-    {"no callback", true, nullptr, 1, ""},
-    {"default callback", true, OBJ_Default_Fatal, 1, ""},
-    {"callback that returns", true, Tell_And_Return, 1, "fatal callback of STOPPED\n"},
-    {"callback that leaves", true, Leave_With_9, 9, ""},
-    {"exported callback", true, Export_Fatal, 1, "OmbrineAudiofile: Exception\n"},
-};
-
 TEST(StopDeathTest, RunsTheCallbackThenExitsWithStatus1)
 {
-    for (const StopCase& c : Stop_Cases) {
+    const struct {
+        const char* name;
+        bool has_object;
+        FatalCallback* callback;
+        int status;
+        const char* printed;
+    } rows[] = {
+        {"no object", false, nullptr, 1, ""},
+        {"no callback", true, nullptr, 1, ""},
+        {"default callback", true, OBJ_Default_Fatal, 1, ""},
+        {"callback that returns", true, Tell_And_Return, 1, "fatal callback of STOPPED\n"},
+        {"callback that leaves", true, Leave_With_9, 9, ""},
+        {"exported callback", true, Export_Fatal, 1, "OmbrineAudiofile: Exception\n"},
+    };
+    for (const auto& c : rows) {
         SCOPED_TRACE(c.name);
         ObjectHeader object = {"STOPPED", OBJ_Default_Message, c.callback};
         EXPECT_EXIT(OBJ_Fatal_Stop(c.has_object ? &object : nullptr), ExitedWithCode(c.status),
@@ -187,26 +156,24 @@ TEST(StopDeathTest, ExhaustionUnderTheExportedObject)
     Export_Release_Object();
 }
 
-struct ReleaseCase {
-    const char* name;
-    uint64_t count;
-    bool object;
-    uint64_t count_after;
-    bool object_after;
-};
-static const ReleaseCase Release_Cases[] = {
-    {"never opened", 0, false, 0, false},
-    {"count at 0 does not wrap, object goes", 0, true, 0, false},
-    {"last close", 1, true, 0, false},
-    {"one of two", 2, true, 1, true},
-    {"one of very many", UINT64_MAX, true, UINT64_MAX - 1, true},
-};
-
 TEST(SharedObject, ReleaseCountsDownAndFreesAtZero)
 {
+    const struct {
+        const char* name;
+        uint64_t count;
+        bool object;
+        uint64_t count_after;
+        bool object_after;
+    } rows[] = {
+        {"never opened", 0, false, 0, false},
+        {"count at 0 does not wrap, object goes", 0, true, 0, false},
+        {"last close", 1, true, 0, false},
+        {"one of two", 2, true, 1, true},
+        {"one of very many", UINT64_MAX, true, UINT64_MAX - 1, true},
+    };
     EXPECT_EQ(Export_Object, nullptr);
     EXPECT_EQ(Export_Use_Count, 0u);
-    for (const ReleaseCase& c : Release_Cases) {
+    for (const auto& c : rows) {
         SCOPED_TRACE(c.name);
         if (c.object) {
             Export_Create_Object();
@@ -256,9 +223,7 @@ TEST(Revision, ThreeTextsBeforeAnyOpen)
 {
     const char* const* table = Ombrine_Audiofile_Get_Revision();
     EXPECT_EQ(table, Export_Revision_Table);
-    EXPECT_STREQ(table[0], "3972");
-    EXPECT_STREQ(table[1], "18314");
-    EXPECT_STREQ(table[2], "401");
+    EXPECT_EQ(Texts(table, table + 3), (Texts{"3972", "18314", "401"}));
     EXPECT_EQ(Export_Object, nullptr);
     EXPECT_EQ(Export_Use_Count, 0u);
 }
@@ -282,42 +247,36 @@ TEST(FloatMode, IsSetAtLoadAndWritesTheWholeRegister)
     const uint64_t at_load = Float_Setting();
 #if defined(__aarch64__)
     const uint64_t expected = 0x01000000;
-    const uint64_t round_up = 0x00400000;
-    __asm__ volatile("msr fpcr, %0" : : "r"(round_up));
+    __asm__ volatile("msr fpcr, %0" : : "r"(uint64_t{0x00400000})); // round up
 #else
     const uint64_t expected = 0x9FC0;
     _mm_setcsr(0x5FBF); // round up, denormals kept, all flags raised
 #endif
     OBJ_Float_Mode();
-    const uint64_t again = Float_Setting();
     EXPECT_EQ(at_load, expected);
-    EXPECT_EQ(again, expected);
+    EXPECT_EQ(Float_Setting(), expected);
 }
-
-struct FloatCase {
-    const char* name;
-    float a;
-    float b;
-    bool add; // otherwise multiply
-    float result;
-};
-static const FloatCase Float_Cases[] = {
-    {"subnormal product", FLT_MIN, 0.5f, false, 0.0f},
-    {"negative subnormal product", -FLT_MIN, 0.5f, false, -0.0f},
-    {"subnormal input", FLT_TRUE_MIN, 0x1p100f, false, 0.0f},
-    {"subnormal inputs to a normal sum", 0x1.8p-127f, 0x1.8p-127f, true, 0.0f},
-    {"smallest normal", FLT_MIN, 1.0f, false, FLT_MIN},
-    {"rounds half to even, down", 1.0f, 0x1p-24f, true, 1.0f},
-    {"rounds half to even, up", 0x1.000002p0f, 0x1p-24f, true, 0x1.000004p0f},
-    {"overflow does not trap", FLT_MAX, 2.0f, false, std::numeric_limits<float>::infinity()},
-};
 
 TEST(FloatMode, SubnormalsCountAsZeroAndRoundingIsToNearest)
 {
-    for (const FloatCase& c : Float_Cases) {
+    const struct {
+        const char* name;
+        float a, b;
+        bool add; // otherwise multiply
+        float result;
+    } rows[] = {
+        {"subnormal product", FLT_MIN, 0.5f, false, 0.0f},
+        {"negative subnormal product", -FLT_MIN, 0.5f, false, -0.0f},
+        {"subnormal input", FLT_TRUE_MIN, 0x1p100f, false, 0.0f},
+        {"subnormal inputs to a normal sum", 0x1.8p-127f, 0x1.8p-127f, true, 0.0f},
+        {"smallest normal", FLT_MIN, 1.0f, false, FLT_MIN},
+        {"rounds half to even, down", 1.0f, 0x1p-24f, true, 1.0f},
+        {"rounds half to even, up", 0x1.000002p0f, 0x1p-24f, true, 0x1.000004p0f},
+        {"overflow does not trap", FLT_MAX, 2.0f, false, std::numeric_limits<float>::infinity()},
+    };
+    for (const auto& c : rows) {
         SCOPED_TRACE(c.name);
-        volatile float a = c.a;
-        volatile float b = c.b;
+        volatile float a = c.a, b = c.b;
         const float result = c.add ? a + b : a * b;
         EXPECT_EQ(memcmp(&result, &c.result, sizeof result), 0) << result;
     }

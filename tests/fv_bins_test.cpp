@@ -4,45 +4,86 @@
 
 #include "tests/vector_fixture.h"
 
-static ObjectHeader Object = Make_Object();
+#include <complex>
+#include <string_view>
+#include <variant>
 
-struct Bin {
-    float re, im;
-};
+using Bin = std::complex<float>;
+using Floats = std::vector<float>;
+using std::fabs;
+using std::fma;
+
+static ObjectHeader Object = Make_Object();
+static constexpr float S = 0.7f;
+static constexpr float C = -1.3f;
+
+// An operation: its sources, where the result goes, its numbers.
+using Operation = std::variant<
+    void (*)(ObjectHeader*, uint32_t, float*), void (*)(ObjectHeader*, uint32_t, float*, float),
+    void (*)(ObjectHeader*, uint32_t, float*, float, float),
+    void (*)(ObjectHeader*, uint32_t, const float*, float*),
+    void (*)(ObjectHeader*, uint32_t, const float*, const float*, float*),
+    void (*)(ObjectHeader*, uint32_t, const float*, const float*, const float*, float*)>;
+
+static void Apply(Operation operation, uint32_t N, const float* const* in, float* dst, float s)
+{
+    const auto run = [=](auto call) {
+        if constexpr (requires { call(&Object, N, dst); }) {
+            call(&Object, N, dst);
+        } else if constexpr (requires { call(&Object, N, dst, s); }) {
+            call(&Object, N, dst, s);
+        } else if constexpr (requires { call(&Object, N, dst, C, s); }) {
+            call(&Object, N, dst, C, s);
+        } else if constexpr (requires { call(&Object, N, in[0], dst); }) {
+            call(&Object, N, in[0], dst);
+        } else if constexpr (requires { call(&Object, N, in[0], in[1], dst); }) {
+            call(&Object, N, in[0], in[1], dst);
+        } else {
+            call(&Object, N, in[0], in[1], in[2], dst);
+        }
+    };
+    std::visit(run, operation);
+}
 
 // What one bin of the result may depend on; of dc and ny the imaginary parts are 0.
 struct Input {
     Bin a, b, old;
-    float h, floor, old_h;
+    float h, floor;
     bool outer;
 };
+using In = const Input&;
 
-// The arrays of a call: a, b and dst are FV, h and floor HFV; dst is either.
-struct Call {
-    uint32_t N;
-    const float *a, *b, *h, *floor;
-    float* dst;
-};
-
-enum Shape { To_FV, To_HFV };
+// What becomes of dst; Old_ tells that its values are read, so it cannot be a source as well.
+enum Result { To_FV, To_HFV, Old_FV, Old_HFV };
 
 struct BinCase {
     const char* name;
-    Shape shape;
-    bool reads_dst; // so dst cannot be a as well
-    void (*run)(const Call& c);
-    Bin (*bin)(const Input& in);
+    Result result;
+    const char* sources; // letters of Sources
+    Operation operation;
+    Bin (*bin)(In in);
 };
 
-static float Power(Bin x)
+// a and b are FV, h and the floor f are HFV.
+static constexpr std::string_view Sources = "abhf";
+
+static Bin Times(Bin a, Bin b)
 {
-    return std::fma(x.im, x.im, x.re * x.re);
+    return {fma(-a.imag(), b.imag(), a.real() * b.real()),
+            fma(a.imag(), b.real(), a.real() * b.imag())};
 }
 
-static float Cross(Bin a, Bin b)
-{
-    return std::fma(a.im, b.im, a.re * b.re);
-}
+static const auto Power = [](Bin x) { return fma(x.imag(), x.imag(), x.real() * x.real()); };
+static const auto Cross = [](Bin a, Bin b) { return fma(a.imag(), b.imag(), a.real() * b.real()); };
+static const auto By_Real = [](In in, float h) {
+    return in.outer ? in.a.real() / h : in.a * (1.0f / h);
+};
+static const auto Product = [](In in, Bin a, Bin b) {
+    return in.outer ? a.real() * b.real() : Times(a, b);
+};
+static const auto Weighted = [](float larger, float smaller) {
+    return fma(0.375f, smaller, 0.96875f * larger);
+};
 
 static float Larger_Number(float a, float b)
 {
@@ -52,229 +93,142 @@ static float Larger_Number(float a, float b)
     return a != a ? b : b != b ? a : a > b ? a : b;
 }
 
-static constexpr float S = 0.7f;
-static constexpr float C = -1.3f;
+static Bin Exponential(In in)
+{
+    float sine;
+    float cosine;
+    sincosf(in.a.imag(), &sine, &cosine);
+    return in.outer ? expf(in.a.real()) : expf(in.a.real()) * Bin(cosine, sine);
+}
 
 static const BinCase Bin_Cases[] = {
-    {"Sub", To_FV, false, [](const Call& c) { FV_Sub(&Object, c.N, c.a, c.b, c.dst); },
-     [](const Input& in) {
-         return Bin{in.a.re - in.b.re, in.a.im - in.b.im};
+    {"Sub", To_FV, "ab", FV_Sub, [](In in) { return in.a - in.b; }},
+    {"Sub_InPlace", Old_FV, "a", FV_Sub_InPlace, [](In in) { return in.old - in.a; }},
+    {"Scale", Old_FV, "", FV_Scale, [](In in) { return in.old * S; }},
+    {"Neg", To_FV, "a", FV_Neg, [](In in) { return -in.a; }},
+    {"Conj", Old_FV, "", FV_Conj, [](In in) { return conj(in.old); }},
+    {"Fill_Imag", Old_FV, "", FV_Fill_Imag, [](In in) { return Bin(in.old.real(), S); }},
+    {"Mul", Old_FV, "a", FV_Mul, [](In in) { return Product(in, in.a, in.old); }},
+    {"Mul_Conj", Old_FV, "a", FV_Mul_Conj, [](In in) { return Product(in, conj(in.a), in.old); }},
+    {"Mul_HFV", Old_FV, "h", FV_Mul_HFV, [](In in) { return in.old * in.h; }},
+    {"MulAcc_HFV", Old_FV, "ah", FV_MulAcc_HFV,
+     [](In in) {
+         return Bin(fma(in.a.real(), in.h, in.old.real()), fma(in.a.imag(), in.h, in.old.imag()));
      }},
-    {"Sub_InPlace", To_FV, true, [](const Call& c) { FV_Sub_InPlace(&Object, c.N, c.a, c.dst); },
-     [](const Input& in) {
-         return Bin{in.old.re - in.a.re, in.old.im - in.a.im};
+    {"Div", To_FV, "ab", FV_Div,
+     [](In in) {
+         const float im = fma(-in.a.real(), in.b.imag(), in.a.imag() * in.b.real());
+         return in.outer ? in.a.real() / in.b.real()
+                         : Bin(Cross(in.a, in.b), im) * (1.0f / Power(in.b));
      }},
-    {"Scale", To_FV, true, [](const Call& c) { FV_Scale(&Object, c.N, c.dst, S); },
-     [](const Input& in) {
-         return Bin{in.old.re * S, in.old.im * S};
+    {"Div_HFV", To_FV, "ah", FV_Div_HFV, [](In in) { return By_Real(in, in.h); }},
+    {"Div_HFV_Floor", To_FV, "ahf", FV_Div_HFV_Floor,
+     [](In in) { return By_Real(in, Larger_Number(in.floor, in.h)); }},
+    {"Recip", To_FV, "a", FV_Recip,
+     [](In in) { return in.outer ? 1.0f / in.a.real() : conj(in.a) * (1.0f / Power(in.a)); }},
+    {"Rotate", Old_FV, "", FV_Rotate, [](In in) { return Product(in, Bin(C, S), in.old); }},
+    {"Exp", To_FV, "a", FV_Exp, Exponential},
+    {"From_HFV", To_FV, "h", FV_From_HFV, [](In in) { return Bin(in.h); }},
+    {"Real_To_HFV", To_HFV, "a", FV_Real_To_HFV, [](In in) { return in.a; }},
+    {"Abs", To_HFV, "a", FV_Abs,
+     [](In in) { return Bin(in.outer ? fabs(in.a.real()) : std::sqrt(Power(in.a))); }},
+    {"Abs_L1", To_HFV, "a", FV_Abs_L1,
+     [](In in) {
+         const float x = fabs(in.a.real());
+         return Bin(in.outer ? x : x + fabs(in.a.imag()));
      }},
-    {"Neg", To_FV, false, [](const Call& c) { FV_Neg(&Object, c.N, c.a, c.dst); },
-     [](const Input& in) {
-         return Bin{-in.a.re, -in.a.im};
+    {"Abs_Fast", To_HFV, "a", FV_Abs_Fast,
+     [](In in) {
+         const float x = fabs(in.a.real());
+         const float y = fabs(in.a.imag());
+         return Bin(in.outer ? x : x > y ? Weighted(x, y) : Weighted(y, x));
      }},
-    {"Conj", To_FV, true, [](const Call& c) { FV_Conj(&Object, c.N, c.dst); },
-     [](const Input& in) {
-         return Bin{in.old.re, -in.old.im};
-     }},
-    {"Fill_Imag", To_FV, true, [](const Call& c) { FV_Fill_Imag(&Object, c.N, c.dst, S); },
-     [](const Input& in) {
-         return Bin{in.old.re, S};
-     }},
-    {"Mul", To_FV, true, [](const Call& c) { FV_Mul(&Object, c.N, c.a, c.dst); },
-     [](const Input& in) {
-         if (in.outer) {
-             return Bin{in.a.re * in.old.re, 0};
-         }
-         return Bin{std::fma(-in.a.im, in.old.im, in.a.re * in.old.re),
-                    std::fma(in.a.im, in.old.re, in.a.re * in.old.im)};
-     }},
-    {"Mul_Conj", To_FV, true, [](const Call& c) { FV_Mul_Conj(&Object, c.N, c.a, c.dst); },
-     [](const Input& in) {
-         if (in.outer) {
-             return Bin{in.a.re * in.old.re, 0};
-         }
-         return Bin{std::fma(in.a.im, in.old.im, in.a.re * in.old.re),
-                    std::fma(-in.a.im, in.old.re, in.a.re * in.old.im)};
-     }},
-    {"Mul_HFV", To_FV, true, [](const Call& c) { FV_Mul_HFV(&Object, c.N, c.h, c.dst); },
-     [](const Input& in) {
-         return Bin{in.old.re * in.h, in.old.im * in.h};
-     }},
-    {"MulAcc_HFV", To_FV, true, [](const Call& c) { FV_MulAcc_HFV(&Object, c.N, c.a, c.h, c.dst); },
-     [](const Input& in) {
-         return Bin{std::fma(in.a.re, in.h, in.old.re), std::fma(in.a.im, in.h, in.old.im)};
-     }},
-    {"Div", To_FV, false, [](const Call& c) { FV_Div(&Object, c.N, c.a, c.b, c.dst); },
-     [](const Input& in) {
-         if (in.outer) {
-             return Bin{in.a.re / in.b.re, 0};
-         }
-         const float t = 1.0f / Power(in.b);
-         return Bin{Cross(in.a, in.b) * t, std::fma(-in.a.re, in.b.im, in.a.im * in.b.re) * t};
-     }},
-    {"Div_HFV", To_FV, false, [](const Call& c) { FV_Div_HFV(&Object, c.N, c.a, c.h, c.dst); },
-     [](const Input& in) {
-         const float t = 1.0f / in.h;
-         return in.outer ? Bin{in.a.re / in.h, 0} : Bin{in.a.re * t, in.a.im * t};
-     }},
-    {"Div_HFV_Floor", To_FV, false,
-     [](const Call& c) { FV_Div_HFV_Floor(&Object, c.N, c.a, c.h, c.floor, c.dst); },
-     [](const Input& in) {
-         const float h = Larger_Number(in.floor, in.h);
-         const float t = 1.0f / h;
-         return in.outer ? Bin{in.a.re / h, 0} : Bin{in.a.re * t, in.a.im * t};
-     }},
-    {"Recip", To_FV, false, [](const Call& c) { FV_Recip(&Object, c.N, c.a, c.dst); },
-     [](const Input& in) {
-         const float t = 1.0f / Power(in.a);
-         return in.outer ? Bin{1.0f / in.a.re, 0} : Bin{in.a.re * t, -in.a.im * t};
-     }},
-    {"Rotate", To_FV, true, [](const Call& c) { FV_Rotate(&Object, c.N, c.dst, C, S); },
-     [](const Input& in) {
-         if (in.outer) {
-             return Bin{in.old.re * C, 0};
-         }
-         return Bin{std::fma(-S, in.old.im, C * in.old.re), std::fma(S, in.old.re, C * in.old.im)};
-     }},
-    {"Exp", To_FV, false, [](const Call& c) { FV_Exp(&Object, c.N, c.a, c.dst); },
-     [](const Input& in) {
-         const float size = expf(in.a.re);
-         if (in.outer) {
-             return Bin{size, 0};
-         }
-         float sine;
-         float cosine;
-         sincosf(in.a.im, &sine, &cosine);
-         return Bin{size * cosine, size * sine};
-     }},
-    {"From_HFV", To_FV, false, [](const Call& c) { FV_From_HFV(&Object, c.N, c.h, c.dst); },
-     [](const Input& in) {
-         return Bin{in.h, 0.0f};
-     }},
-    {"Real_To_HFV", To_HFV, false, [](const Call& c) { FV_Real_To_HFV(&Object, c.N, c.a, c.dst); },
-     [](const Input& in) {
-         return Bin{in.a.re, 0};
-     }},
-    {"Abs", To_HFV, false, [](const Call& c) { FV_Abs(&Object, c.N, c.a, c.dst); },
-     [](const Input& in) {
-         return Bin{in.outer ? std::fabs(in.a.re) : std::sqrt(Power(in.a)), 0};
-     }},
-    {"Abs_L1", To_HFV, false, [](const Call& c) { FV_Abs_L1(&Object, c.N, c.a, c.dst); },
-     [](const Input& in) {
-         const float re = std::fabs(in.a.re);
-         return Bin{in.outer ? re : re + std::fabs(in.a.im), 0};
-     }},
-    {"Abs_Fast", To_HFV, false, [](const Call& c) { FV_Abs_Fast(&Object, c.N, c.a, c.dst); },
-     [](const Input& in) {
-         const float x = std::fabs(in.a.re);
-         const float y = std::fabs(in.a.im);
-         if (in.outer) {
-             return Bin{x, 0};
-         }
-         return Bin{x > y ? std::fma(0.375f, y, 0.96875f * x) : std::fma(0.375f, x, 0.96875f * y),
-                    0};
-     }},
-    {"Cross_Real", To_HFV, false,
-     [](const Call& c) { FV_Cross_Real(&Object, c.N, c.a, c.b, c.dst); },
-     [](const Input& in) {
-         return Bin{in.outer ? in.a.re * in.b.re : Cross(in.a, in.b), 0};
-     }},
-    {"CrossAcc_Real", To_HFV, true,
-     [](const Call& c) { FV_CrossAcc_Real(&Object, c.N, c.a, c.b, c.dst); },
-     [](const Input& in) {
-         return Bin{in.outer ? std::fma(in.a.re, in.b.re, in.old_h) : in.old_h + Cross(in.a, in.b),
-                    0};
+    {"Cross_Real", To_HFV, "ab", FV_Cross_Real,
+     [](In in) { return Product(in, conj(in.a), in.b); }},
+    {"CrossAcc_Real", Old_HFV, "ab", FV_CrossAcc_Real,
+     [](In in) {
+         return Bin(in.outer ? fma(in.a.real(), in.b.real(), in.old.real())
+                             : in.old.real() + Cross(in.a, in.b));
      }},
 };
 
-static Bin Bin_Of(const std::vector<float>& fv, uint32_t k)
+static Bin Bin_Of(const Floats& fv, uint32_t k)
 {
-    const size_t top = fv.size() / 2;
-    return k == 0 ? Bin{fv[0], 0} : k == top ? Bin{fv[1], 0} : Bin{fv[2 * k], fv[2 * k + 1]};
+    return k == 0 ? fv[0] : k == fv.size() / 2 ? fv[1] : Bin(fv[2 * k], fv[2 * k + 1]);
 }
 
 static constexpr uint32_t FV_Lengths[] = {2,  4,  6,  8,  10, 12, 14, 16, 18,  20,
                                           24, 30, 32, 34, 40, 46, 64, 66, 128, 1002};
 
-class FvBins : public testing::TestWithParam<BinCase>
+// x holds the values of the sources in their order.
+static Floats Expected(const BinCase& c, uint32_t N, const Floats (&x)[4], const Floats& old)
 {
-  protected:
-    const BinCase& c = GetParam();
-    std::vector<float> a, b, h, floor, old;
-
-    std::vector<float> Expected(uint32_t N) const
-    {
-        std::vector<float> expected(c.shape == To_HFV ? N / 2 + 1 : N);
-        for (uint32_t k = 0; k <= N / 2; k++) {
-            const bool outer = k == 0 || k == N / 2;
-            Input in = {Bin_Of(a, k), Bin_Of(b, k), {}, h[k], floor[k], 0, outer};
-            if (c.shape == To_HFV) {
-                in.old_h = old[k];
-                expected[k] = c.bin(in).re;
-                continue;
-            }
-            in.old = Bin_Of(old, k);
-            const Bin bin = c.bin(in);
-            expected[outer ? k / (N / 2) : 2 * k] = bin.re;
-            if (!outer) {
-                expected[2 * k + 1] = bin.im;
-            }
+    Floats expected(old.size());
+    const bool real = c.result == To_HFV || c.result == Old_HFV;
+    for (uint32_t k = 0; k <= N / 2; k++) {
+        const bool outer = k == 0 || k == N / 2;
+        const Bin old_bin = real ? old[k] : Bin_Of(old, k);
+        const Bin bin = c.bin({Bin_Of(x[0], k), Bin_Of(x[1], k), old_bin, x[2][k], x[3][k], outer});
+        expected[real ? k : outer ? k / (N / 2) : 2 * k] = bin.real();
+        if (!real && !outer) {
+            expected[2 * k + 1] = bin.imag();
         }
-        return expected;
     }
+    return expected;
+}
 
-    void Check(uint32_t N, unsigned off, bool in_place)
-    {
-        SCOPED_TRACE(testing::Message()
-                     << "N " << N << ", " << off << " bytes off" << (in_place ? ", in place" : ""));
-        const std::vector<float> expected = Expected(N);
-        Guarded mem_a(N, off);
-        Guarded mem_b(N, off);
-        Guarded mem_h(N / 2 + 1, off);
-        Guarded mem_floor(N / 2 + 1, off);
-        Guarded mem_dst(expected.size(), off);
-        mem_a.Fill(a);
-        mem_b.Fill(b);
-        mem_h.Fill(h);
-        mem_floor.Fill(floor);
-        mem_dst.Fill(old);
-        Call call = {N, mem_a.data, mem_b.data, mem_h.data, mem_floor.data, mem_dst.data};
-        if (in_place) {
-            call.dst = mem_a.data;
-            if (std::string(c.name) == "From_HFV") { // the one that reads no FV
-                std::copy(h.begin(), h.end(), mem_dst.data);
-                call.h = call.dst = mem_dst.data;
-            }
-        }
-        c.run(call);
-        EXPECT_TRUE(Same_Floats(expected.data(), call.dst, expected.size()));
-        for (const Guarded* memory : {&mem_a, &mem_b, &mem_h, &mem_floor, &mem_dst}) {
-            EXPECT_TRUE(memory->Guards_Whole());
-        }
-        EXPECT_EQ(memcmp(mem_b.data, b.data(), N * sizeof(float)), 0) << "a source changed";
+static void Check(const BinCase& c, uint32_t N, const Floats (&x)[4], const Floats& old,
+                  unsigned off, bool in_place)
+{
+    SCOPED_TRACE(testing::Message()
+                 << "N " << N << ", " << off << " bytes off" << (in_place ? ", in place" : ""));
+    const Floats expected = Expected(c, N, x, old);
+    const size_t half = N / 2 + 1;
+    Guarded memory[] = {{N, off}, {N, off}, {half, off}, {half, off}, {old.size(), off}};
+    for (size_t i = 0; i < 4; i++) {
+        memory[i].Fill(x[i]);
     }
-};
+    memory[4].Fill(old);
+    float* dst = memory[4].data;
+    const float* in[3] = {};
+    for (size_t i = 0; c.sources[i] != 0; i++) {
+        in[i] = memory[Sources.find(c.sources[i])].data;
+    }
+    if (in_place && in[0] == memory[2].data) { // too short for the result
+        std::copy(x[2].begin(), x[2].end(), dst);
+        in[0] = dst;
+    } else if (in_place) {
+        dst = memory[0].data;
+    }
+    Apply(c.operation, N, in, dst, S);
+    EXPECT_TRUE(Same_Floats(expected.data(), dst, expected.size()));
+    for (const Guarded& array : memory) {
+        EXPECT_TRUE(array.Guards_Whole());
+    }
+    EXPECT_EQ(memcmp(memory[1].data, x[1].data(), N * sizeof(float)), 0) << "a source changed";
+}
+
+using FvBins = testing::TestWithParam<BinCase>;
 
 TEST_P(FvBins, AreTheSameOneByOne)
 {
+    const BinCase& c = GetParam();
     Random random = {6};
     for (const uint32_t N : FV_Lengths) {
         for (const Content content : {Ordinary, Special, Any_Bits}) {
-            a = Make_Floats(&random, N, content);
-            b = Make_Floats(&random, N, content);
-            h = Make_Floats(&random, N / 2 + 1, content);
-            floor = Make_Floats(&random, N / 2 + 1, content);
-            old = Make_Floats(&random, c.shape == To_HFV ? N / 2 + 1 : N, content);
-            for (float& value : floor) { // a signalling one makes a NaN; so does its absence here
-                value = value != value ? From_Bits(0x7FC00000) : value;
+            const auto make = [&](size_t n) { return Make_Floats(&random, n, content); };
+            const size_t half = N / 2 + 1;
+            Floats x[] = {make(N), make(N), make(half), make(half)};
+            const Floats old = make(c.result == To_HFV || c.result == Old_HFV ? half : N);
+            for (Floats* values : {&x[2], &x[3]}) {
+                for (float& value : *values) { // a signalling NaN may or may not win
+                    value = value != value ? From_Bits(0x7FC00000) : value;
+                }
             }
-            for (float& value : h) {
-                value = value != value ? From_Bits(0x7FC00000) : value;
-            }
-            Check(N, 0, false);
-            Check(N, 4, false);
-            if (!c.reads_dst) {
-                Check(N, 8, true);
+            Check(c, N, x, old, 0, false);
+            Check(c, N, x, old, 4, false);
+            if (c.result == To_FV || c.result == To_HFV) {
+                Check(c, N, x, old, 8, true);
             }
             if (testing::Test::HasFailure()) {
                 return;
@@ -290,60 +244,32 @@ INSTANTIATE_TEST_SUITE_P(, FvBins, testing::ValuesIn(Bin_Cases),
 
 struct HfvCase {
     const char* name;
-    void (*run)(uint32_t N, const float* a, const float* b, float* dst);
+    Operation operation; // its sources are a and b
     float (*value)(float a, float b, float old);
+    float s = S;
 };
 
 static const HfvCase Hfv_Cases[] = {
-    {"Zero", [](uint32_t N, const float*, const float*, float* d) { HFV_Zero(&Object, N, d); },
-     [](float, float, float) { return 0.0f; }},
-    {"Fill", [](uint32_t N, const float*, const float*, float* d) { HFV_Fill(&Object, N, d, S); },
-     [](float, float, float) { return S; }},
-    {"Copy", [](uint32_t N, const float* a, const float*, float* d) { HFV_Copy(&Object, N, a, d); },
-     [](float a, float, float) { return a; }},
-    {"Add",
-     [](uint32_t N, const float* a, const float* b, float* d) { HFV_Add(&Object, N, a, b, d); },
-     [](float a, float b, float) { return a + b; }},
-    {"Add_InPlace",
-     [](uint32_t N, const float* a, const float*, float* d) { HFV_Add_InPlace(&Object, N, a, d); },
-     [](float a, float, float old) { return a + old; }},
-    {"Sub",
-     [](uint32_t N, const float* a, const float* b, float* d) { HFV_Sub(&Object, N, a, b, d); },
-     [](float a, float b, float) { return a - b; }},
-    {"Sub_InPlace",
-     [](uint32_t N, const float* a, const float*, float* d) { HFV_Sub_InPlace(&Object, N, a, d); },
-     [](float a, float, float old) { return old - a; }},
-    {"Mul",
-     [](uint32_t N, const float* a, const float* b, float* d) { HFV_Mul(&Object, N, a, b, d); },
-     [](float a, float b, float) { return a * b; }},
-    {"Mul_InPlace",
-     [](uint32_t N, const float* a, const float*, float* d) { HFV_Mul_InPlace(&Object, N, a, d); },
-     [](float a, float, float old) { return a * old; }},
-    {"MulAcc",
-     [](uint32_t N, const float* a, const float* b, float* d) { HFV_MulAcc(&Object, N, a, b, d); },
-     [](float a, float b, float old) { return std::fma(a, b, old); }},
-    {"Div",
-     [](uint32_t N, const float* a, const float* b, float* d) { HFV_Div(&Object, N, a, b, d); },
-     [](float a, float b, float) { return a / b; }},
-    {"Scale", [](uint32_t N, const float*, const float*, float* d) { HFV_Scale(&Object, N, d, S); },
-     [](float, float, float old) { return old * S; }},
-    {"Square",
-     [](uint32_t N, const float* a, const float*, float* d) { HFV_Square(&Object, N, a, d); },
-     [](float a, float, float) { return a * a; }},
-    {"Sqrt", [](uint32_t N, const float* a, const float*, float* d) { HFV_Sqrt(&Object, N, a, d); },
-     [](float a, float, float) { return std::sqrt(a); }},
-    {"InvSqrt",
-     [](uint32_t N, const float* a, const float*, float* d) { HFV_InvSqrt(&Object, N, a, d); },
-     [](float a, float, float) { return 1.0f / std::sqrt(a); }},
-    {"PowerToDb",
-     [](uint32_t N, const float*, const float*, float* d) { HFV_PowerToDb(&Object, N, d, 0.5f); },
-     [](float, float, float old) { return 10.0f * log10f(std::fmax(0.5f, old)); }},
-    {"AmplitudeToDb",
-     [](uint32_t N, const float*, const float*, float* d) {
-         HFV_AmplitudeToDb(&Object, N, d, 0.5f);
-     },
-     [](float, float, float old) { return 20.0f * log10f(std::fmax(0.5f, old)); }},
-    {"Pow10", [](uint32_t N, const float*, const float*, float* d) { HFV_Pow10(&Object, N, d); },
+    {"Zero", HFV_Zero, [](float, float, float) { return 0.0f; }},
+    {"Fill", HFV_Fill, [](float, float, float) { return S; }},
+    {"Copy", HFV_Copy, [](float a, float, float) { return a; }},
+    {"Add", HFV_Add, [](float a, float b, float) { return a + b; }},
+    {"Add_InPlace", HFV_Add_InPlace, [](float a, float, float old) { return a + old; }},
+    {"Sub", HFV_Sub, [](float a, float b, float) { return a - b; }},
+    {"Sub_InPlace", HFV_Sub_InPlace, [](float a, float, float old) { return old - a; }},
+    {"Mul", HFV_Mul, [](float a, float b, float) { return a * b; }},
+    {"Mul_InPlace", HFV_Mul_InPlace, [](float a, float, float old) { return a * old; }},
+    {"MulAcc", HFV_MulAcc, [](float a, float b, float old) { return fma(a, b, old); }},
+    {"Div", HFV_Div, [](float a, float b, float) { return a / b; }},
+    {"Scale", HFV_Scale, [](float, float, float old) { return old * S; }},
+    {"Square", HFV_Square, [](float a, float, float) { return a * a; }},
+    {"Sqrt", HFV_Sqrt, [](float a, float, float) { return std::sqrt(a); }},
+    {"InvSqrt", HFV_InvSqrt, [](float a, float, float) { return 1.0f / std::sqrt(a); }},
+    {"PowerToDb", HFV_PowerToDb,
+     [](float, float, float old) { return 10.0f * log10f(std::fmax(0.5f, old)); }, 0.5f},
+    {"AmplitudeToDb", HFV_AmplitudeToDb,
+     [](float, float, float old) { return 20.0f * log10f(std::fmax(0.5f, old)); }, 0.5f},
+    {"Pow10", HFV_Pow10,
      [](float, float, float old) { return static_cast<float>(exp(old * 2.302585092994046)); }},
 };
 
@@ -354,20 +280,20 @@ TEST(Hfv, MembersTakeAllValuesAndNoMore)
         for (const uint32_t N : {2u, 4u, 16u, 62u}) {
             SCOPED_TRACE(testing::Message() << c.name << ", N " << N);
             const size_t n = N / 2 + 1;
-            const std::vector<float> a = Make_Floats(&random, n, Ordinary);
-            const std::vector<float> b = Make_Floats(&random, n, Ordinary);
+            const auto make = [&] { return Make_Floats(&random, n, Ordinary); };
+            const Floats x[] = {make(), make(), make()};
             Guarded dst(n, 0);
-            const std::vector<float> old = Make_Floats(&random, n, Ordinary);
-            dst.Fill(old);
-            c.run(N, a.data(), b.data(), dst.data);
+            dst.Fill(x[2]);
+            const float* const in[] = {x[0].data(), x[1].data(), nullptr};
+            Apply(c.operation, N, in, dst.data, c.s);
             for (size_t k = 0; k < n; k++) {
-                EXPECT_TRUE(Same(c.value(a[k], b[k], old[k]), dst.data[k])) << "value " << k;
+                EXPECT_TRUE(Same(c.value(x[0][k], x[1][k], x[2][k]), dst.data[k])) << "value " << k;
             }
             EXPECT_TRUE(dst.Guards_Whole());
         }
     }
     Guarded estimate(2, 0);
-    HFV_Recip_Estimate(&Object, 2, std::vector<float>{1.0f, 2.0f}.data(), estimate.data);
-    EXPECT_EQ(estimate.Values(), (std::vector<float>{0.998046875f, 0.4990234375f}));
+    HFV_Recip_Estimate(&Object, 2, Floats{1.0f, 2.0f}.data(), estimate.data);
+    EXPECT_EQ(estimate.Values(), (Floats{0.998046875f, 0.4990234375f}));
     EXPECT_TRUE(estimate.Guards_Whole());
 }

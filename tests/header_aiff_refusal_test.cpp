@@ -6,114 +6,68 @@
 
 using Texts = std::vector<std::string>;
 
-static const char Length_Warning[] = "2,16: Audiofile_Open_Read: incorrect data chunk length in "
-                                     "header";
-
 static const char Damaged[] = "3,16: Audiofile_Open_Read: Error reading header from file ";
-static const char Second_Form[] = "3,16: Audiofile_ReadChunk2_AIFF: second FORM chunck in header "
-                                  "of ";
+static const char Second[] = "3,16: Audiofile_ReadChunk2_AIFF: second FORM chunck in header of ";
 static const char Bad_Version[] = "3,16: Audiofile_Open_Read: Unknown AIFF version in file ";
-static const char Bad_Compression[] = "3,17: LF_ReadHeader_AIFF: Unsupported dataformat in ";
+static const char Bad_Type[] = "3,17: LF_ReadHeader_AIFF: Unsupported dataformat in ";
 static const char Bad_Width[] = "3,17: LF_ReadHeader_AIFF: Unsupported samplewidth in ";
-static const char Too_Short[] = "3,16: FileAccess_Get_String: EOF on file ";
-static const char Skip_Failed[] = "3,16: FileAccess_Skip_Data: Error reading header from file ";
+static const char No_Skip[] = "3,16: FileAccess_Skip_Data: Error reading header from file ";
+
+static const Bytes Long_Comm = Head("COMM", 0x90000000);
+static constexpr uint64_t Large = 0xFFFFFFF0;
 
 static const HeaderRefusal Refusal_Cases[] = {
-    {"container ends at 12", Form_Of_Size("AIFF", 4, {Mono_16, Four_Bytes}), true, {Damaged}},
-    {"container ends at 8", Form_Of_Size("AIFC", 0, {Mono_16, Four_Bytes}), true, {Damaged}},
+    {"container ends at 12", Sized(4, {Mono_16, Four_Bytes}), true, {Damaged}},
+    {"container ends at 8", Sized(0, {Mono_16, Four_Bytes}, "AIFC"), true, {Damaged}},
     {"nothing but the head", Aiff({}), true, {Damaged}},
-    {"container ends at 13", Form_Of_Size("AIFF", 5, {Mono_16, Four_Bytes}), true, {Damaged}},
+    {"container ends at 13", Sized(5, {Mono_16, Four_Bytes}), true, {Damaged}},
     {"no COMM", Aiff({Four_Bytes}), true, {Damaged}},
-    {"no COMM but one of another case",
-     Aiff({Chunk("comm", Layout(1, 2, 16)), Four_Bytes}),
-     true,
-     {Damaged}},
+    {"COMM of another case", With(Chunk("comm", Layout(1, 2, 16))), true, {Damaged}},
     {"frames but no SSND", Aiff({Comm(16, 1)}), true, {Damaged}},
     {"frames but no SSND, AIFC", Aifc({Version, Comm_Of_Type("NONE", 16)}), true, {Damaged}},
     {"frames of no channels but no SSND", Aiff({Chunk("COMM", Layout(0, 2, 16))}), true, {Damaged}},
-    {"COMM beyond the end", Form_Of_Size("AIFF", 28, {Mono_16, Four_Bytes}), true, {Damaged}},
-    {"other chunk beyond the end",
-     Form_Of_Size("AIFF", 56, {Mono_16, Four_Bytes, Chunk("NAME", {1, 2})}),
-     true,
-     {Damaged}},
-    {"pad byte beyond the end",
-     Form_Of_Size("AIFF", 55, {Mono_16, Four_Bytes, Text("NAME"), Big(4, 1), {1}}),
-     true,
-     {Damaged}},
-    {"second container",
-     Aiff({Mono_16, Four_Bytes, Chunk("FORM", Text("AIFF"))}),
-     true,
-     {Second_Form}},
-    {"second container beyond the end",
-     Form_Of_Size("AIFF", 60, {Mono_16, Four_Bytes, Text("FORM"), Big(4, 20)}),
-     true,
-     {Damaged}},
+    {"COMM beyond the end", Sized(28, {Mono_16, Four_Bytes}), true, {Damaged}},
+    {"other beyond", Sized(56, {Mono_16, Four_Bytes, Chunk("NAME", {1, 2})}), true, {Damaged}},
+    {"pad beyond", Sized(55, {Mono_16, Four_Bytes, Head("NAME", 1), {1}}), true, {Damaged}},
+    {"two containers", Aiff({Mono_16, Four_Bytes, Chunk("FORM", Text("AIFF"))}), true, {Second}},
+    {"second beyond the end", Sized(60, {Mono_16, Four_Bytes, Head("FORM", 20)}), true, {Damaged}},
     {"another version",
      Aifc({Chunk("FVER", Big(4, 0xA2805141)), Comm_Of_Type("NONE", 16)}),
      true,
      {Bad_Version}},
-    {"another version in AIFF",
-     Aiff({Mono_16, Four_Bytes, Chunk("FVER", Big(4, 0))}),
-     true,
-     {Bad_Version}},
-    {"version in the other byte order",
-     Aifc({Chunk("FVER", Little(4, 0xA2805140))}),
-     true,
-     {Bad_Version}},
-    {"version cut off",
-     Form_Of_Size("AIFC", 16, {Text("FVER"), Big(4, 4), {0xA2, 0x80, 0x51}}),
-     false,
-     {Too_Short}},
-    {"none", Aifc({Comm_Of_Type("none", 16), Four_Bytes}), true, {Bad_Compression}},
-    {"Alaw", Aifc({Comm_Of_Type("Alaw", 8), Four_Bytes}), true, {Bad_Compression}},
-    {"uLAW", Aifc({Comm_Of_Type("uLAW", 8), Four_Bytes}), true, {Bad_Compression}},
-    {"Fl32", Aifc({Comm_Of_Type("Fl32", 32), Four_Bytes}), true, {Bad_Compression}},
-    {"fL64", Aifc({Comm_Of_Type("fL64", 64), Four_Bytes}), true, {Bad_Compression}},
-    {"sowt", Aifc({Comm_Of_Type("sowt", 16, "NONE"), Four_Bytes}), true, {Bad_Compression}},
-    {"compression type looked at before the width",
-     Aifc({Comm_Of_Type("ima4", 0), Four_Bytes}),
-     true,
-     {Bad_Compression}},
+    {"in AIFF", Aiff({Mono_16, Four_Bytes, Chunk("FVER", Big(4, 0))}), true, {Bad_Version}},
+    {"other byte order", Aifc({Chunk("FVER", Little(4, 0xA2805140))}), true, {Bad_Version}},
+    {"version cut", Sized(16, {Head("FVER", 4), {0xA2, 0x80, 0x51}}, "AIFC"), false, {Too_Short}},
+    {"none", Typed("none", 16), true, {Bad_Type}},
+    {"Alaw", Typed("Alaw", 8), true, {Bad_Type}},
+    {"uLAW", Typed("uLAW", 8), true, {Bad_Type}},
+    {"Fl32", Typed("Fl32", 32), true, {Bad_Type}},
+    {"fL64", Typed("fL64", 64), true, {Bad_Type}},
+    {"sowt", Typed("sowt", 16, "\4NONE"), true, {Bad_Type}},
+    {"compression type looked at before the width", Typed("ima4", 0), true, {Bad_Type}},
     {"compression type looked at before the skip",
-     Form_Of_Size("AIFC", 0xFFFFFFF0,
-                  {Text("COMM"), Big(4, 0x90000000), Layout(1, 2, 16), Text("ima4")}),
+     Sized(Large, {Long_Comm, Layout(1, 2, 16), Text("ima4")}, "AIFC"),
      true,
-     {Bad_Compression}},
-    {"COMM too long to skip",
-     Form_Of_Size("AIFF", 0xFFFFFFF0, {Text("COMM"), Big(4, 0x90000000), Layout(1, 2, 0)}),
-     true,
-     {Skip_Failed}},
-    {"AIFF 0 bits", Aiff({Comm(0), Four_Bytes}), true, {Bad_Width}},
-    {"AIFF 33 bits", Aiff({Comm(33), Four_Bytes}), true, {Bad_Width}},
-    {"AIFF 65535 bits", Aiff({Comm(65535), Four_Bytes}), true, {Bad_Width}},
-    {"AIFC 0 bits", Aifc({Comm_Of_Type("NONE", 0), Four_Bytes}), true, {Bad_Width}},
-    {"AIFC 33 bits", Aifc({Comm_Of_Type("NONE", 33), Four_Bytes}), true, {Bad_Width}},
-    {"container larger than the file",
-     Form_Of_Size("AIFF", 52, {Mono_16, Four_Bytes}),
-     false,
-     {Too_Short}},
-    {"largest container",
-     Form_Of_Size("AIFF", 0xFFFFFFFF, {Mono_16, Four_Bytes}),
-     false,
-     {Too_Short}},
-    {"offset too long to skip", Aiff({Mono_16, Sound(2147483648, {1, 2})}), true, {Skip_Failed}},
+     {Bad_Type}},
+    {"COMM too long to skip", Sized(Large, {Long_Comm, Layout(1, 2, 0)}), true, {No_Skip}},
+    {"AIFF 0 bits", With(Comm(0)), true, {Bad_Width}},
+    {"AIFF 33 bits", With(Comm(33)), true, {Bad_Width}},
+    {"AIFF 65535 bits", With(Comm(65535)), true, {Bad_Width}},
+    {"AIFC 0 bits", Typed("NONE", 0), true, {Bad_Width}},
+    {"AIFC 33 bits", Typed("NONE", 33), true, {Bad_Width}},
+    {"container larger than the file", Sized(52, {Mono_16, Four_Bytes}), false, {Too_Short}},
+    {"largest container", Sized(0xFFFFFFFF, {Mono_16, Four_Bytes}), false, {Too_Short}},
+    {"offset too long to skip", Aiff({Mono_16, Sound(2147483648, {1, 2})}), true, {No_Skip}},
     {"sound too long to skip",
-     Form_Of_Size("AIFF", 0xFFFFFFF0,
-                  {Mono_16, Text("SSND"), Big(4, 2147483655), Sound_Body(0, {})}),
+     Sized(Large, {Mono_16, Head("SSND", 2147483655), Sound_Body(0)}),
      true,
-     {Skip_Failed}},
+     {No_Skip}},
     {"sound too long to skip and beyond the end",
-     Form_Of_Size("AIFF", 46, {Mono_16, Text("SSND"), Big(4, 0xFFFFFFFF), Sound_Body(0, {})}),
+     Sized(46, {Mono_16, Head("SSND", 0xFFFFFFFF), Sound_Body(0)}),
      true,
-     {Length_Warning, Skip_Failed}},
-    {"other chunk too long to skip",
-     Form_Of_Size("AIFF", 0xFFFFFFF0, {Text("NAME"), Big(4, 2147483648)}),
-     true,
-     {Skip_Failed}},
-    {"sound warning before a later refusal",
-     Form_Of_Size("AIFF", 19, {Four_Bytes, Mono_16}),
-     true,
-     {Length_Warning, Damaged}},
+     {Length, No_Skip}},
+    {"other chunk too long to skip", Sized(Large, {Head("NAME", 2147483648)}), true, {No_Skip}},
+    {"warning before a later refusal", Sized(19, {Four_Bytes, Mono_16}), true, {Length, Damaged}},
 };
 
 TEST(OpenAiff, Refuses)
@@ -123,9 +77,9 @@ TEST(OpenAiff, Refuses)
 
 TEST(OpenAiff, NoFramesNeedNoSound)
 {
-    const Bytes none_at_all = Aiff({Comm(16, 0)});
-    const Bytes none_in_the_later = Aiff({Comm(16, 7), Comm(24, 0), Chunk("NAME", {1})});
-    for (const Bytes& bytes : {none_at_all, none_in_the_later}) {
+    // None at all, and none in the later COMM.
+    for (const Bytes& bytes :
+         {Aiff({Comm(16, 0)}), Aiff({Comm(16, 7), Comm(24, 0), Chunk("NAME", {1})})}) {
         for (const OpenMode mode : Reading_Modes) {
             const OpenedFile file(bytes, mode);
             EXPECT_EQ(file.object.reports, Texts{});

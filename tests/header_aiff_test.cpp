@@ -8,135 +8,92 @@
 
 using Texts = std::vector<std::string>;
 
-static const char Length_Warning[] = "2,16: Audiofile_Open_Read: incorrect data chunk length in "
-                                     "header";
-
 static constexpr HeaderFields Of_Format(DataFormat format, uint64_t bytes_per_sample,
-                                        uint64_t data_start)
+                                        uint64_t data_start, uint64_t data_bytes = 4)
 {
-    return {format, bytes_per_sample, 1, 8000.0, data_start, 4, 2};
+    return {format, bytes_per_sample, 1, 8000.0, data_start, data_bytes, 2};
 }
 static constexpr HeaderFields Starting_At(uint64_t data_start, uint64_t data_bytes = 4)
 {
-    return {INT16, 2, 1, 8000.0, data_start, data_bytes, 2};
+    return Of_Format(INT16, 2, data_start, data_bytes);
 }
 
 struct OpenCase {
     const char* name;
     Bytes bytes;
-    FileType file_type;
-    uint64_t bits_per_sample;
     HeaderFields fields;
+    uint64_t bits_per_sample = 16;
     Texts warnings = {};
 };
 
 static const OpenCase Open_Cases[] = {
-    {"AIFF", Plain_Aiff, FT_AIFF, 16, {INT16, 2, 2, 44100.0, 54, 8, 4}},
-    {"AIFC with a compression name", Plain_Aifc, FT_AIFC, 16, {INT16, 2, 2, 44100.0, 86, 8, 4}},
-    {"AIFF 1 bit", Aiff({Comm(1), Four_Bytes}), FT_AIFF, 1, Of_Format(INT8, 1, 54)},
-    {"AIFF 8 bits", Aiff({Comm(8), Four_Bytes}), FT_AIFF, 8, Of_Format(INT8, 1, 54)},
-    {"AIFF 9 bits", Aiff({Comm(9), Four_Bytes}), FT_AIFF, 9, Of_Format(INT16, 2, 54)},
-    {"AIFF 17 bits", Aiff({Comm(17), Four_Bytes}), FT_AIFF, 17, Of_Format(INT24, 3, 54)},
-    {"AIFF 24 bits", Aiff({Comm(24), Four_Bytes}), FT_AIFF, 24, Of_Format(INT24, 3, 54)},
-    {"AIFF 25 bits", Aiff({Comm(25), Four_Bytes}), FT_AIFF, 25, Of_Format(INT32, 4, 54)},
-    {"AIFF 32 bits", Aiff({Comm(32), Four_Bytes}), FT_AIFF, 32, Of_Format(INT32, 4, 54)},
-    {"AIFC 8 bits", Aifc({Comm_Of_Type("NONE", 8), Four_Bytes}), FT_AIFC, 8,
-     Of_Format(INT8, 1, 58)},
-    {"AIFC 32 bits", Aifc({Comm_Of_Type("NONE", 32), Four_Bytes}), FT_AIFC, 32,
-     Of_Format(INT32, 4, 58)},
-    {"alaw", Aifc({Comm_Of_Type("alaw", 8), Four_Bytes}), FT_AIFC, 8, Of_Format(ALAW8, 1, 58)},
-    {"ALAW", Aifc({Comm_Of_Type("ALAW", 8), Four_Bytes}), FT_AIFC, 8, Of_Format(ALAW8, 1, 58)},
-    {"ulaw keeps the stated width", Aifc({Comm_Of_Type("ulaw", 16), Four_Bytes}), FT_AIFC, 16,
-     Of_Format(MULAW8, 2, 58)},
-    {"ULAW of no width", Aifc({Comm_Of_Type("ULAW", 0), Four_Bytes}), FT_AIFC, 0,
-     Of_Format(MULAW8, 0, 58)},
-    {"fl32", Aifc({Comm_Of_Type("fl32", 32), Four_Bytes}), FT_AIFC, 32, Of_Format(FLOAT32, 4, 58)},
-    {"FL32 of 33 bits", Aifc({Comm_Of_Type("FL32", 33), Four_Bytes}), FT_AIFC, 33,
-     Of_Format(FLOAT32, 5, 58)},
-    {"fl64", Aifc({Comm_Of_Type("fl64", 64), Four_Bytes}), FT_AIFC, 64, Of_Format(FLOAT64, 8, 58)},
-    {"FL64 of the largest width", Aifc({Comm_Of_Type("FL64", 65535), Four_Bytes}), FT_AIFC, 65535,
-     Of_Format(FLOAT64, 8192, 58)},
-    {"odd compression name", Aifc({Comm_Of_Type("NONE", 16, "\4name"), Four_Bytes}), FT_AIFC, 16,
-     Starting_At(64)},
-    {"AIFF, longer COMM", Aiff({Chunk("COMM", Join({Layout(1, 2, 16), Text("alaw")})), Four_Bytes}),
-     FT_AIFF, 16, Starting_At(58)},
+    {"AIFF", Plain_Aiff, {INT16, 2, 2, 44100.0, 54, 8, 4}},
+    {"AIFC with a compression name", Plain_Aifc, {INT16, 2, 2, 44100.0, 86, 8, 4}},
+    {"AIFF 1 bit", With(Comm(1)), Of_Format(INT8, 1, 54), 1},
+    {"AIFF 8 bits", With(Comm(8)), Of_Format(INT8, 1, 54), 8},
+    {"AIFF 9 bits", With(Comm(9)), Of_Format(INT16, 2, 54), 9},
+    {"AIFF 17 bits", With(Comm(17)), Of_Format(INT24, 3, 54), 17},
+    {"AIFF 24 bits", With(Comm(24)), Of_Format(INT24, 3, 54), 24},
+    {"AIFF 25 bits", With(Comm(25)), Of_Format(INT32, 4, 54), 25},
+    {"AIFF 32 bits", With(Comm(32)), Of_Format(INT32, 4, 54), 32},
+    {"AIFC 8 bits", Typed("NONE", 8), Of_Format(INT8, 1, 58), 8},
+    {"AIFC 32 bits", Typed("NONE", 32), Of_Format(INT32, 4, 58), 32},
+    {"alaw", Typed("alaw", 8), Of_Format(ALAW8, 1, 58), 8},
+    {"ALAW", Typed("ALAW", 8), Of_Format(ALAW8, 1, 58), 8},
+    {"ulaw keeps the stated width", Typed("ulaw", 16), Of_Format(MULAW8, 2, 58)},
+    {"ULAW of no width", Typed("ULAW", 0), Of_Format(MULAW8, 0, 58), 0},
+    {"fl32", Typed("fl32", 32), Of_Format(FLOAT32, 4, 58), 32},
+    {"FL32 of 33 bits", Typed("FL32", 33), Of_Format(FLOAT32, 5, 58), 33},
+    {"fl64", Typed("fl64", 64), Of_Format(FLOAT64, 8, 58), 64},
+    {"FL64 of the largest width", Typed("FL64", 65535), Of_Format(FLOAT64, 8192, 58), 65535},
+    {"odd compression name", Typed("NONE", 16, "\4name"), Starting_At(64)},
+    {"longer COMM", With(Chunk("COMM", Join({Layout(1, 2, 16), Text("alaw")}))), Starting_At(58)},
     // The rate is read out of the chunk behind, which is then read as a chunk of its own.
-    {"AIFF, COMM of 8 bytes",
-     Aiff({Text("COMM"),
-           Big(4, 8),
-           Big(2, 1),
-           Big(4, 2),
-           Big(2, 16),
-           {0x40, 0x0B, 0xFA, 0},
-           Big(4, 0),
-           {0, 0, 'z', 'z'},
-           Big(4, 0),
-           Four_Bytes}),
-     FT_AIFF, 16, Starting_At(60)},
-    {"AIFF with a version", Aiff({Version, Mono_16, Four_Bytes}), FT_AIFF, 16, Starting_At(66)},
+    {"COMM of 8 bytes",
+     With(Join({Head("COMM", 8),
+                Layout(1, 2, 16, {0x40, 0x0B, 0xFA, 0}),
+                Bytes(6, 0),
+                {'z', 'z'},
+                Big(4, 0)})),
+     Starting_At(60)},
+    {"AIFF with a version", Aiff({Version, Mono_16, Four_Bytes}), Starting_At(66)},
     {"longer version chunk",
-     Aifc({Chunk("FVER", Join({Big(4, 0xA2805140), {1, 2, 3}})), Comm_Of_Type("NONE", 16),
-           Four_Bytes}),
-     FT_AIFC, 16, Starting_At(74)},
+     Aifc({Chunk("FVER", {0xA2, 0x80, 0x51, 0x40, 1, 2, 3}), Comm_Of_Type("NONE", 16), Four_Bytes}),
+     Starting_At(74)},
     {"empty version chunk, the stamp is the id behind it",
-     Aiff({Chunk("FVER", {}), Join({Big(4, 0xA2805140), Big(4, 0)}), Mono_16, Four_Bytes}), FT_AIFF,
-     16, Starting_At(70)},
+     Aiff({Chunk("FVER", {}), Big(4, 0xA2805140), Big(4, 0), Mono_16, Four_Bytes}),
+     Starting_At(70)},
     {"other chunks on every side, odd and even",
      Aiff({Chunk("NAME", {1, 2, 3}), Mono_16, Chunk("ssnd", {9}), Four_Bytes, Chunk("Comm", {})}),
-     FT_AIFF, 16, Starting_At(76)},
-    {"sound before COMM", Aiff({Four_Bytes, Mono_16}), FT_AIFF, 16, Starting_At(28)},
-    {"of two COMM the later", Aiff({Comm(32), Four_Bytes, Mono_16}), FT_AIFF, 16, Starting_At(54)},
-    {"of two SSND the later", Aiff({Mono_16, Four_Bytes, Sound(0, Bytes(6, 1))}), FT_AIFF, 16,
-     Starting_At(74, 6)},
-    {"offset 4", Aiff({Mono_16, Sound(4, Bytes(10, 1))}), FT_AIFF, 16, Starting_At(58, 6)},
-    {"offset up to the end of the chunk", Aiff({Mono_16, Sound(4, Bytes(4, 1))}), FT_AIFF, 16,
-     Starting_At(58, 0)},
-    {"offset beyond the chunk leaves no data",
-     Aiff({Mono_16, Sound(5, Bytes(4, 1)), Chunk("NAME", {})}), FT_AIFF, 16, Starting_At(59, 0)},
-    {"furthest offset", Aiff({Mono_16, Sound(2147483647, {}), Chunk("NAME", {})}), FT_AIFF, 16,
-     Starting_At(54 + uint64_t{2147483647}, 0)},
-    {"odd sound: the pad byte counts", Aiff({Mono_16, Sound(0, {1, 2, 3})}), FT_AIFF, 16,
-     Starting_At(54, 4)},
+     Starting_At(76)},
+    {"sound before COMM", Aiff({Four_Bytes, Mono_16}), Starting_At(28)},
+    {"of two COMM the later", Aiff({Comm(32), Four_Bytes, Mono_16}), Starting_At(54)},
+    {"later SSND", Aiff({Mono_16, Four_Bytes, Sound(0, Bytes(6, 1))}), Starting_At(74, 6)},
+    {"offset 4", Aiff({Mono_16, Sound(4, Bytes(10, 1))}), Starting_At(58, 6)},
+    {"offset up to the end", Aiff({Mono_16, Sound(4, Bytes(4, 1))}), Starting_At(58, 0)},
+    {"beyond", Aiff({Mono_16, Sound(5, Bytes(4, 1)), Chunk("NAME", {})}), Starting_At(59, 0)},
+    {"furthest", Aiff({Mono_16, Sound(2147483647, {}), Chunk("NAME", {})}),
+     Starting_At(2147483701, 0)},
+    {"odd sound: the pad byte counts", Aiff({Mono_16, Sound(0, {1, 2, 3})}), Starting_At(54)},
     {"fewer samples than bytes",
      Aiff({Comm(16, 1), Sound(0, Bytes(40, 0))}),
-     FT_AIFF,
-     16,
      {INT16, 2, 1, 8000.0, 54, 40, 1}},
     {"most samples that can be stated",
-     Aiff({Chunk("COMM", Layout(65535, 0xFFFFFFFF, 16)), Four_Bytes}),
-     FT_AIFF,
-     16,
+     With(Chunk("COMM", Layout(65535, 0xFFFFFFFF, 16))),
      {INT16, 2, 65535, 8000.0, 54, 4, 281470681677825}},
-    {"no channels",
-     Aiff({Chunk("COMM", Layout(0, 2, 16)), Four_Bytes}),
-     FT_AIFF,
-     16,
-     {INT16, 2, 0, 8000.0, 54, 4, 0}},
-    {"sound beyond the end",
-     Form_Of_Size("AIFF", 49, {Mono_16, Four_Bytes}),
-     FT_AIFF,
-     16,
-     Starting_At(54),
-     {Length_Warning}},
+    {"no channels", With(Chunk("COMM", Layout(0, 2, 16))), {INT16, 2, 0, 8000.0, 54, 4, 0}},
+    {"sound beyond the end", Sized(49, {Mono_16, Four_Bytes}), Starting_At(54), 16, {Length}},
     {"sound size far beyond the file",
-     Form_Of_Size("AIFF", 50, {Mono_16, Text("SSND"), Big(4, 1000007), Sound_Body(0, {})}),
-     FT_AIFF,
-     16,
+     Sized(50, {Mono_16, Head("SSND", 1000007), Sound_Body(0)}),
      Starting_At(54, 1000000),
-     {Length_Warning}},
-    // The container's size is taken as it is, so an odd one leaves the pad byte outside.
-    {"pad byte of the sound beyond the end",
-     Form_Of_Size("AIFF", 49, {Mono_16, Sound(0, {1, 2, 3})}),
-     FT_AIFF,
      16,
-     Starting_At(54),
-     {Length_Warning}},
-    {"bytes behind the container", Join({Aiff({Mono_16, Four_Bytes}), Text("FORM")}), FT_AIFF, 16,
-     Starting_At(54)},
+     {Length}},
+    // The container's size is taken as it is, so an odd one leaves the pad byte outside.
+    {"pad byte beyond", Sized(49, {Mono_16, Sound(0, {1, 2, 3})}), Starting_At(54), 16, {Length}},
+    {"bytes behind the container", Join({With(Mono_16), Text("FORM")}), Starting_At(54)},
     {"sound as long as can be skipped",
-     Form_Of_Size("AIFF", 46 + uint64_t{2147483646},
-                  {Mono_16, Text("SSND"), Big(4, 2147483653), Sound_Body(0, {})}),
-     FT_AIFF, 16, Starting_At(54, 2147483646)},
+     Sized(2147483692, {Mono_16, Head("SSND", 2147483653), Sound_Body(0)}),
+     Starting_At(54, 2147483646)},
 };
 
 TEST(OpenAiff, FillsTheRecordAndStandsAtTheFirstSample)
@@ -145,7 +102,7 @@ TEST(OpenAiff, FillsTheRecordAndStandsAtTheFirstSample)
         for (const OpenMode mode : Reading_Modes) {
             SCOPED_TRACE(testing::Message() << c.name << ", mode " << mode);
             const OpenedFile file(c.bytes, mode);
-            Expect_Opened(file, mode, c.file_type, c.fields, c.warnings);
+            Expect_Opened(file, mode, c.bytes[11] == 'C' ? FT_AIFC : FT_AIFF, c.fields, c.warnings);
             if (!file.stopped) {
                 EXPECT_EQ(file.handle->bits_per_sample, c.bits_per_sample);
             }
@@ -204,9 +161,8 @@ TEST(OpenAiff, DecodesTheRateByBits)
 {
     for (const RateCase& c : Rate_Cases) {
         SCOPED_TRACE(c.name);
-        const Bytes common = Join(
-            {Big(2, 1), Big(4, 2), Big(2, 16), Big(2, c.sign_and_exponent), Big(8, c.mantissa)});
-        const OpenedFile file(Aiff({Chunk("COMM", common), Four_Bytes}), OM_READ);
+        const Bytes rate = Join({Big(2, c.sign_and_exponent), Big(8, c.mantissa)});
+        const OpenedFile file(With(Chunk("COMM", Layout(1, 2, 16, rate))), OM_READ);
         EXPECT_EQ(file.object.reports, Texts{});
         EXPECT_EQ(std::bit_cast<uint64_t>(file.sample_rate), c.bits) << file.sample_rate;
     }

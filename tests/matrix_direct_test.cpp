@@ -7,13 +7,26 @@ static const uint64_t Sizes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 12, 13, 16, 17, 2
 
 // ---- The loops ----
 
+static Matrix Identity(uint64_t n)
+{
+    Matrix one(n, n);
+    for (uint64_t i = 0; i < n; i++) {
+        one.each[i]->Fill(std::vector<float>(n));
+        one.m[i][i] = 1.0f;
+    }
+    return one;
+}
+
+// to -= t * from in the columns from first on.
+static void Take(const float* from, float t, uint64_t first, uint64_t columns, float* to)
+{
+    for (uint64_t j = first; j < columns; j++) {
+        to[j] = std::fma(-from[j], t, to[j]);
+    }
+}
+
 static void Plain_Invert(uint64_t n, float** a, float** b)
 {
-    for (uint64_t i = 0; i < n; i++) {
-        for (uint64_t j = 0; j < n; j++) {
-            b[i][j] = i == j ? 1.0f : 0.0f;
-        }
-    }
     for (uint64_t k = 0; k < n; k++) {
         const float q = 1.0f / a[k][k];
         a[k][k] = 1.0f;
@@ -24,16 +37,10 @@ static void Plain_Invert(uint64_t n, float** a, float** b)
             b[k][j] = b[k][j] * q;
         }
         for (uint64_t i = 0; i < n; i++) {
-            if (i == k) {
-                continue;
-            }
-            const float t = a[i][k];
-            a[i][k] = 0.0f;
-            for (uint64_t j = k + 1; j < n; j++) {
-                a[i][j] = std::fma(-a[k][j], t, a[i][j]);
-            }
-            for (uint64_t j = 0; j < n; j++) {
-                b[i][j] = std::fma(-b[k][j], t, b[i][j]);
+            if (i != k) {
+                Take(b[k], a[i][k], 0, n, b[i]);
+                Take(a[k], a[i][k], k + 1, n, a[i]);
+                a[i][k] = 0.0f;
             }
         }
     }
@@ -47,29 +54,19 @@ static void Plain_Solve_Gauss(uint64_t n, float** m)
             m[k][j] = m[k][j] * q;
         }
         for (uint64_t i = k + 1; i < n; i++) {
-            const float t = m[i][k];
-            for (uint64_t j = k + 1; j <= n; j++) {
-                m[i][j] = std::fma(-m[k][j], t, m[i][j]);
-            }
+            Take(m[k], m[i][k], k + 1, n + 1, m[i]);
         }
     }
-    for (int64_t k = static_cast<int64_t>(n) - 1; k >= 1; k--) {
-        for (int64_t i = k - 1; i >= 0; i--) {
+    for (uint64_t k = n; k-- > 1;) {
+        for (uint64_t i = 0; i < k; i++) {
             m[i][n] = std::fma(-m[i][k], m[k][n], m[i][n]);
         }
     }
 }
 
-static void Plain_QR(uint64_t rows, uint64_t cols, const Matrix& a, float** q, float** r)
+// r is the matrix at first, q the identity.
+static void Plain_QR(uint64_t rows, uint64_t cols, float** q, float** r)
 {
-    for (uint64_t i = 0; i < rows; i++) {
-        for (uint64_t j = 0; j < cols; j++) {
-            r[i][j] = a.m[i][j];
-        }
-        for (uint64_t j = 0; j < rows; j++) {
-            q[i][j] = i == j ? 1.0f : 0.0f;
-        }
-    }
     std::vector<float> v(rows);
     for (uint64_t k = 0; k < std::min(rows, cols); k++) {
         float norm = 0.0f;
@@ -121,7 +118,7 @@ TEST(MatDirect, InverseAndGaussAreThePlainLoops)
             Matrix a(n, n, 4);
             a.Fill(&random, content);
             Matrix expected_a(a);
-            Matrix expected_b(n, n);
+            Matrix expected_b = Identity(n);
             Matrix b(n, n, 8);
             Plain_Invert(n, expected_a.m.data(), expected_b.m.data());
             MAT_Invert(&Object, n, a.m.data(), b.m.data());
@@ -170,21 +167,19 @@ TEST(MatQR, IsThePlainLoopsAndOrthogonal)
         SCOPED_TRACE(testing::Message() << turn << ": " << rows << " by " << cols);
         const Matrix a = With_Zeros(&random, rows, cols);
         const Matrix before(a);
-        Matrix expected_q(rows, rows);
-        Matrix expected_r(rows, cols);
+        Matrix expected_q = Identity(rows);
+        Matrix expected_r(a);
         Matrix q(rows, rows, 4);
         Matrix r(rows, cols, 8);
-        Plain_QR(rows, cols, a, expected_q.m.data(), expected_r.m.data());
+        Plain_QR(rows, cols, expected_q.m.data(), expected_r.m.data());
         MAT_QR(&Object, rows, cols, a.m.data(), q.m.data(), r.m.data());
         EXPECT_TRUE(Same_Matrix(expected_q, q));
         EXPECT_TRUE(Same_Matrix(expected_r, r));
         EXPECT_TRUE(Same_Matrix(before, a));
 
         Matrix turned(rows, rows);
-        Matrix one(rows, rows);
         MAT_Transpose(&Object, rows, rows, q.m.data(), turned.m.data());
-        MAT_Identity(&Object, rows, one.m.data());
-        EXPECT_TRUE(Near_Matrix(one, Product(turned, q), 2e-6));
+        EXPECT_TRUE(Near_Matrix(Identity(rows), Product(turned, q), 2e-6));
         EXPECT_TRUE(Near_Matrix(a, Product(q, r), 2e-5));
         for (uint64_t i = 0; i < rows; i++) {
             for (uint64_t j = 0; j < std::min(i, cols); j++) {
@@ -196,24 +191,22 @@ TEST(MatQR, IsThePlainLoopsAndOrthogonal)
 
 TEST(MatQR, KnownAnswers)
 {
-    Matrix q(1, 1);
-    Matrix r(1, 1);
-    const Matrix two{{2}};
-    MAT_QR(&Object, 1, 1, two.m.data(), q.m.data(), r.m.data());
-    EXPECT_EQ(q.m[0][0], -1.0f);
-    EXPECT_EQ(r.m[0][0], -2.0f);
-    // A column whose squares flush to zero has no direction.
-    const Matrix tiny{{1e-25f}};
-    MAT_QR(&Object, 1, 1, tiny.m.data(), q.m.data(), r.m.data());
-    EXPECT_EQ(q.m[0][0], 1.0f);
-    EXPECT_EQ(r.m[0][0], 1e-25f);
-    // A zero pivot counts as positive, so the diagonal comes out negative.
-    Matrix q2(2, 2);
-    Matrix r2(2, 1);
-    const Matrix turned{{0}, {3}};
-    MAT_QR(&Object, 2, 1, turned.m.data(), q2.m.data(), r2.m.data());
-    EXPECT_TRUE(Same_Matrix({{-3}, {0}}, r2));
-    EXPECT_TRUE(Same_Matrix({{0, -1}, {-1, 0}}, q2));
+    const struct {
+        Matrix a, q, r;
+    } cases[] = {
+        {{{2}}, {{-1}}, {{-2}}},
+        // A column whose squares flush to zero has no direction.
+        {{{1e-25f}}, {{1}}, {{1e-25f}}},
+        // A zero pivot counts as positive, so the diagonal comes out negative.
+        {{{0}, {3}}, {{0, -1}, {-1, 0}}, {{-3}, {0}}},
+    };
+    for (const auto& c : cases) {
+        Matrix q(c.a.rows, c.a.rows);
+        Matrix r(c.a.rows, 1);
+        MAT_QR(&Object, c.a.rows, 1, c.a.m.data(), q.m.data(), r.m.data());
+        EXPECT_TRUE(Same_Matrix(c.q, q));
+        EXPECT_TRUE(Same_Matrix(c.r, r));
+    }
 }
 
 // ---- By what they promise ----
@@ -229,8 +222,7 @@ TEST(MatDirect, InverseOfWellConditionedMatrices)
         }
         const Matrix before(a);
         Matrix b(n, n);
-        Matrix one(n, n);
-        MAT_Identity(&Object, n, one.m.data());
+        const Matrix one = Identity(n);
         MAT_Invert(&Object, n, a.m.data(), b.m.data());
         EXPECT_TRUE(Near_Matrix(one, Product(before, b), 1e-5));
         EXPECT_TRUE(Same_Matrix(one, a));

@@ -83,14 +83,10 @@ struct ChannelBuffers {
     }
 };
 
-// A file of these samples. The format's header takes any channel count.
-inline Bytes Matrix_File(const PlainMatrix& format, unsigned channels, const Bytes& data)
+inline Bytes Matrix_File(const PlainMatrix& format, uint64_t channels, const Bytes& data)
 {
-    const unsigned bytes = Plain_Of(format.format).bytes;
-    if (format.file_type == FT_WAVE) {
-        return Wave_Bytes(format.format == FLOAT32 ? 3 : 1, 8 * bytes, channels, data, data.size());
-    }
-    return Aiff_Bytes(8 * bytes, channels, data, data.size() / bytes / std::max(channels, 1u));
+    return Sample_File(format.format, format.file_type == FT_WAVE, static_cast<unsigned>(channels),
+                       data);
 }
 
 // Sample bytes for reading: any at all, but floats mostly below 2.0.
@@ -122,23 +118,21 @@ inline std::vector<uint64_t> Test_Lengths(uint64_t channels)
     return lengths;
 }
 
-struct NamedScale {
-    const char* name;
-    float scale;
-};
-inline const NamedScale Test_Scales[] = {
-    {"1", 1.0f},
-    {"2", 2.0f},
-    {"one third", 1.0f / 3.0f},
-    {"minus 1", -1.0f},
-    {"32767", 32767.0f},
-    {"zero", 0.0f},
-    {"minus zero", -0.0f},
-    {"infinity", INFINITY},
-    {"minus infinity", -INFINITY},
-    {"NaN", NAN},
-    {"largest", 0x1.FFFFFEp127f},
-    {"smallest normal", 0x1p-126f},
-    {"small", 0x1p-110f},
-    {"subnormal", Float_From_Bits(0x00400000)},
-};
+inline const float Test_Scales[] = {1.0f,
+                                    2.0f,
+                                    1.0f / 3.0f,
+                                    -1.0f,
+                                    32767.0f,
+                                    0.0f,
+                                    -0.0f,
+                                    INFINITY,
+                                    -INFINITY,
+                                    NAN,
+                                    0x1.FFFFFEp127f,
+                                    0x1p-126f,
+                                    0x1p-110f,
+                                    Float_From_Bits(0x00400000)};
+
+// Frame counts whose bytes do not fit. Some wrap to a few words or bytes when multiplied out.
+constexpr uint64_t Too_Many_Frames[] = {UINT64_MAX, uint64_t{1} << 63, uint64_t{1} << 61,
+                                        uint64_t{1} << 60, 0x5555555555555556};

@@ -9,139 +9,107 @@ static ObjectHeader Object = Make_Object();
 
 // ---- Storage ----
 
-struct StorageCase {
-    const char* name;
-    void (*alloc)(uint64_t rows, uint64_t columns, void*** out);
-    void (*release)(uint64_t rows, void** m);
-    size_t width;
-};
-template <auto Alloc, class Element> static void Take(uint64_t rows, uint64_t columns, void*** out)
-{
-    Element** m;
-    Alloc(&Object, rows, columns, &m);
-    *out = reinterpret_cast<void**>(m);
-}
-template <auto Free, class Element> static void Give_Back(uint64_t rows, void** m)
-{
-    Free(&Object, rows, reinterpret_cast<Element**>(m));
-}
-static const StorageCase Storage_Cases[] = {
-    {"C", Take<MAT_Alloc_C, float>, Give_Back<MAT_Free_C, float>, 4},
-    {"C_D", Take<MAT_Alloc_C_D, double>, Give_Back<MAT_Free_C_D, double>, 8},
-    {"C_64", Take<MAT_Alloc_C_64, int64_t>, Give_Back<MAT_Free_C_64, int64_t>, 8},
-    {"C_32", Take<MAT_Alloc_C_32, int32_t>, Give_Back<MAT_Free_C_32, int32_t>, 4},
-    {"C_16", Take<MAT_Alloc_C_16, int16_t>, Give_Back<MAT_Free_C_16, int16_t>, 2},
-    {"T", Take<MAT_Alloc_T, float>, Give_Back<MAT_Free_T, float>, 4},
-    {"T_D", Take<MAT_Alloc_T_D, double>, Give_Back<MAT_Free_T_D, double>, 8},
-    {"T_64", Take<MAT_Alloc_T_64, int64_t>, Give_Back<MAT_Free_T_64, int64_t>, 8},
-    {"T_32", Take<MAT_Alloc_T_32, int32_t>, Give_Back<MAT_Free_T_32, int32_t>, 4},
-    {"T_16", Take<MAT_Alloc_T_16, int16_t>, Give_Back<MAT_Free_T_16, int16_t>, 2},
-};
-
 // The sanitizer build sees a block that is too small, freed twice or not at all.
+template <class Element> static void Check_Storage(const char* name, auto alloc, auto release)
+{
+    for (const uint64_t rows : {0, 1, 7}) {
+        SCOPED_TRACE(name);
+        Element** m = nullptr;
+        alloc(&Object, rows, 13, &m);
+        ASSERT_NE(m, nullptr);
+        for (uint64_t i = 0; i < rows; i++) {
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(m[i]) % 16, 0u);
+            EXPECT_GE(malloc_usable_size(m[i]), 13 * sizeof(Element));
+            memset(m[i], 0x55, 13 * sizeof(Element));
+        }
+        release(&Object, rows, m);
+    }
+}
+
 TEST(MatStorage, RowsAreAlignedWholeAndGivenBack)
 {
-    for (const StorageCase& c : Storage_Cases) {
-        SCOPED_TRACE(c.name);
-        for (const uint64_t rows : {0, 1, 7}) {
-            void** m = nullptr;
-            c.alloc(rows, 13, &m);
-            ASSERT_NE(m, nullptr);
-            for (uint64_t i = 0; i < rows; i++) {
-                EXPECT_EQ(reinterpret_cast<uintptr_t>(m[i]) % 16, 0u);
-                EXPECT_GE(malloc_usable_size(m[i]), 13 * c.width);
-                memset(m[i], 0x55, 13 * c.width);
-            }
-            c.release(rows, m);
-        }
-    }
+    Check_Storage<float>("C", MAT_Alloc_C, MAT_Free_C);
+    Check_Storage<double>("C_D", MAT_Alloc_C_D, MAT_Free_C_D);
+    Check_Storage<int64_t>("C_64", MAT_Alloc_C_64, MAT_Free_C_64);
+    Check_Storage<int32_t>("C_32", MAT_Alloc_C_32, MAT_Free_C_32);
+    Check_Storage<int16_t>("C_16", MAT_Alloc_C_16, MAT_Free_C_16);
+    Check_Storage<float>("T", MAT_Alloc_T, MAT_Free_T);
+    Check_Storage<double>("T_D", MAT_Alloc_T_D, MAT_Free_T_D);
+    Check_Storage<int64_t>("T_64", MAT_Alloc_T_64, MAT_Free_T_64);
+    Check_Storage<int32_t>("T_32", MAT_Alloc_T_32, MAT_Free_T_32);
+    Check_Storage<int16_t>("T_16", MAT_Alloc_T_16, MAT_Free_T_16);
 }
 
 TEST(MatStorage, SizesBeyond64BitsAreExhaustedMemory)
 {
-    struct Case {
-        uint64_t rows, columns;
-        bool persistent;
-        const char* report;
-    };
-    static const Case cases[] = {
-        {UINT64_MAX / 8 + 2, 1, true, "3,10: OBJ_Malloc_C: Out of Memory"},
-        {UINT64_MAX / 8 + 2, 1, false, "3,2: OBJ_Malloc_T: Out of temp. memory"},
-        {1, UINT64_MAX / 4 + 2, true, "3,10: OBJ_Malloc_C: Out of Memory"},
-        {1, UINT64_MAX / 4 + 2, false, "3,2: OBJ_Malloc_T: Out of temp. memory"},
-    };
-    for (const Case& c : cases) {
-        RecordingObject object;
-        Make_Recorder(&object);
-        float** m = nullptr;
-        EXPECT_TRUE(Stops(&object, [&] {
-            (c.persistent ? MAT_Alloc_C : MAT_Alloc_T)(&object.header, c.rows, c.columns, &m);
-        }));
-        EXPECT_EQ(object.reports, std::vector<std::string>{c.report});
-        free(m);
+    static const uint64_t sizes[][2] = {{UINT64_MAX / 8 + 2, 1}, {1, UINT64_MAX / 4 + 2}};
+    for (const auto& [rows, columns] : sizes) {
+        for (const auto& [alloc, report] :
+             {std::make_pair(MAT_Alloc_C, "3,10: OBJ_Malloc_C: Out of Memory"),
+              std::make_pair(MAT_Alloc_T, "3,2: OBJ_Malloc_T: Out of temp. memory")}) {
+            RecordingObject object;
+            Make_Recorder(&object);
+            float** m = nullptr;
+            EXPECT_TRUE(Stops(&object, [&, run = alloc, r = rows, c = columns] {
+                run(&object.header, r, c, &m);
+            }));
+            EXPECT_EQ(object.reports, std::vector<std::string>{report});
+            free(m);
+        }
     }
 }
 
 // ---- Row by row ----
 
+// Each element of c becomes element(a, b, c).
+static void Check_Rows(const char* name, auto run, float (*element)(float a, float b, float c))
+{
+    SCOPED_TRACE(name);
+    static Random random = {1};
+    static const uint64_t sizes[][2] = {{0, 3}, {3, 0}, {1, 1}, {3, 37}, {5, 8}};
+    for (const auto& [rows, columns] : sizes) {
+        Matrix a(rows, columns);
+        Matrix b(rows, columns, 4);
+        Matrix c(rows, columns);
+        for (Matrix* m : {&a, &b, &c}) {
+            m->Fill(&random, Ordinary);
+        }
+        Matrix expected(c);
+        for (uint64_t i = 0; i < rows; i++) {
+            for (uint64_t j = 0; j < columns; j++) {
+                expected.m[i][j] = element(a.m[i][j], b.m[i][j], c.m[i][j]);
+            }
+        }
+        if constexpr (requires { run(&Object, rows, columns, c.m.data()); }) {
+            run(&Object, rows, columns, c.m.data());
+        } else if constexpr (requires { run(&Object, rows, columns, a.m.data(), c.m.data()); }) {
+            run(&Object, rows, columns, a.m.data(), c.m.data());
+        } else {
+            run(&Object, rows, columns, a.m.data(), b.m.data(), c.m.data());
+        }
+        EXPECT_TRUE(Same_Matrix(expected, c));
+    }
+}
+
 TEST(MatRows, EachElementOnItsOwn)
 {
-    struct Case {
-        const char* name;
-        void (*run)(const Matrix& a, const Matrix& b, Matrix& c);
-        float (*element)(float a, float b, float c);
+    using Size = uint64_t;
+    const auto fill = [](auto* o, Size m, Size n, float** c) { MAT_Fill(o, m, n, c, 2.5f); };
+    const auto fill_32 = [](auto* o, Size m, Size n, float** c) {
+        MAT_Fill_32(o, m, n, 0x40200000, c);
     };
-#define SIZES &Object, c.rows, c.columns
-    static const Case cases[] = {
-        {"Copy", [](auto& a, auto&, auto& c) { MAT_Copy(SIZES, a.m.data(), c.m.data()); },
-         [](float a, float, float) { return a; }},
-        {"Copy_32", [](auto& a, auto&, auto& c) { MAT_Copy_32(SIZES, a.m.data(), c.m.data()); },
-         [](float a, float, float) { return a; }},
-        {"Zero", [](auto&, auto&, auto& c) { MAT_Zero(SIZES, c.m.data()); },
-         [](float, float, float) { return 0.0f; }},
-        {"Zero_32", [](auto&, auto&, auto& c) { MAT_Zero_32(SIZES, c.m.data()); },
-         [](float, float, float) { return 0.0f; }},
-        {"Fill", [](auto&, auto&, auto& c) { MAT_Fill(SIZES, c.m.data(), 2.5f); },
-         [](float, float, float) { return 2.5f; }},
-        {"Fill_32", [](auto&, auto&, auto& c) { MAT_Fill_32(SIZES, 0x40200000, c.m.data()); },
-         [](float, float, float) { return 2.5f; }},
-        {"Scale", [](auto&, auto&, auto& c) { MAT_Scale(SIZES, c.m.data(), 0.7f); },
-         [](float, float, float c) { return c * 0.7f; }},
-        {"Add",
-         [](auto& a, auto& b, auto& c) { MAT_Add(SIZES, a.m.data(), b.m.data(), c.m.data()); },
-         [](float a, float b, float) { return a + b; }},
-        {"Add_InPlace",
-         [](auto& a, auto&, auto& c) { MAT_Add_InPlace(SIZES, a.m.data(), c.m.data()); },
-         [](float a, float, float c) { return a + c; }},
-        {"Sub",
-         [](auto& a, auto& b, auto& c) { MAT_Sub(SIZES, a.m.data(), b.m.data(), c.m.data()); },
-         [](float a, float b, float) { return a - b; }},
-        {"Sub_InPlace",
-         [](auto& a, auto&, auto& c) { MAT_Sub_InPlace(SIZES, a.m.data(), c.m.data()); },
-         [](float a, float, float c) { return c - a; }},
-    };
-#undef SIZES
-    Random random = {1};
-    for (const Case& test : cases) {
-        SCOPED_TRACE(test.name);
-        for (const auto& [rows, columns] :
-             std::vector<std::pair<uint64_t, uint64_t>>{{0, 3}, {3, 0}, {1, 1}, {3, 37}, {5, 8}}) {
-            Matrix a(rows, columns);
-            Matrix b(rows, columns, 4);
-            Matrix c(rows, columns);
-            for (Matrix* m : {&a, &b, &c}) {
-                m->Fill(&random, Ordinary);
-            }
-            Matrix expected(c);
-            for (uint64_t i = 0; i < rows; i++) {
-                for (uint64_t j = 0; j < columns; j++) {
-                    expected.m[i][j] = test.element(a.m[i][j], b.m[i][j], c.m[i][j]);
-                }
-            }
-            test.run(a, b, c);
-            EXPECT_TRUE(Same_Matrix(expected, c));
-        }
-    }
+    const auto scale = [](auto* o, Size m, Size n, float** c) { MAT_Scale(o, m, n, c, 0.7f); };
+    Check_Rows("Copy", MAT_Copy, [](float a, float, float) { return a; });
+    Check_Rows("Copy_32", MAT_Copy_32, [](float a, float, float) { return a; });
+    Check_Rows("Zero", MAT_Zero, [](float, float, float) { return 0.0f; });
+    Check_Rows("Zero_32", MAT_Zero_32, [](float, float, float) { return 0.0f; });
+    Check_Rows("Fill", fill, [](float, float, float) { return 2.5f; });
+    Check_Rows("Fill_32", fill_32, [](float, float, float) { return 2.5f; });
+    Check_Rows("Scale", scale, [](float, float, float c) { return c * 0.7f; });
+    Check_Rows("Add", MAT_Add, [](float a, float b, float) { return a + b; });
+    Check_Rows("Add_InPlace", MAT_Add_InPlace, [](float a, float, float c) { return a + c; });
+    Check_Rows("Sub", MAT_Sub, [](float a, float b, float) { return a - b; });
+    Check_Rows("Sub_InPlace", MAT_Sub_InPlace, [](float a, float, float c) { return c - a; });
 }
 
 TEST(MatRows, WideElements)
@@ -208,14 +176,13 @@ TEST(MatPeak, KnownAnswers)
         Matrix m;
         float peak;
     };
-    const float nan = NAN;
     const Case cases[] = {
         {"of +a and -a the negative one", {{3, -3}}, -3},
         {"positive", {{3}, {-2}}, 3},
         {"negative", {{1, 2}, {-9, 3}}, -9},
         {"all zero", {{0, 0}}, 0},
         {"below zero", {{-1, -2}}, -2},
-        {"NaN is passed over", {{nan, 2}}, 2},
+        {"NaN is passed over", {{NAN, 2}}, 2},
     };
     for (const Case& c : cases) {
         float peak = 99;
@@ -231,19 +198,20 @@ TEST(MatPeak, KnownAnswers)
 
 // ---- Products ----
 
-// expected[i][j] = the sum over k of left(i, k) * right(k, j), upward.
-template <class Left, class Right>
-static void Multiply(Matrix* expected, uint64_t inner, Left left, Right right)
+// The sums over k of a[i][k] * b[k][j], upward; of b the elements or their magnitudes.
+static Matrix Multiply(const Matrix& a, const Matrix& b, bool magnitudes)
 {
-    for (uint64_t i = 0; i < expected->rows; i++) {
-        for (uint64_t j = 0; j < expected->columns; j++) {
+    Matrix product(a.rows, b.columns);
+    for (uint64_t i = 0; i < a.rows; i++) {
+        for (uint64_t j = 0; j < b.columns; j++) {
             float sum = 0.0f;
-            for (uint64_t k = 0; k < inner; k++) {
-                sum = std::fma(left(i, k), right(k, j), sum);
+            for (uint64_t k = 0; k < a.columns; k++) {
+                sum = std::fma(a.m[i][k], magnitudes ? std::fabs(b.m[k][j]) : b.m[k][j], sum);
             }
-            expected->m[i][j] = sum;
+            product.m[i][j] = sum;
         }
     }
+    return product;
 }
 
 TEST(MatProducts, AreThePlainSums)
@@ -264,29 +232,23 @@ TEST(MatProducts, AreThePlainSums)
         b.Fill(&random, content);
         MAT_Transpose(&Object, rows, inner, a.m.data(), turned_a.m.data());
         MAT_Transpose(&Object, inner, cols, b.m.data(), turned_b.m.data());
-        Matrix expected(rows, cols);
-        Multiply(
-            &expected, inner, [&](uint64_t i, uint64_t k) { return a.m[i][k]; },
-            [&](uint64_t k, uint64_t j) { return b.m[k][j]; });
-
+        const Matrix expected = Multiply(a, b, false);
         Matrix c(rows, cols, 4);
-        MAT_Mul(&Object, rows, inner, cols, a.m.data(), b.m.data(), c.m.data());
-        EXPECT_TRUE(Same_Matrix(expected, c));
         Matrix d(rows, cols);
-        MAT_TransMul(&Object, inner, rows, cols, turned_a.m.data(), b.m.data(), d.m.data());
-        EXPECT_TRUE(Same_Matrix(expected, d));
         Matrix e(rows, cols);
+        MAT_Mul(&Object, rows, inner, cols, a.m.data(), b.m.data(), c.m.data());
+        MAT_TransMul(&Object, inner, rows, cols, turned_a.m.data(), b.m.data(), d.m.data());
         MAT_Mul_Trans(&Object, cols, inner, rows, turned_b.m.data(), a.m.data(), e.m.data());
-        EXPECT_TRUE(Same_Matrix(expected, e));
+        for (const Matrix* m : {&c, &d, &e}) {
+            EXPECT_TRUE(Same_Matrix(expected, *m));
+        }
         if (rows != 0) {
             Matrix f(1, cols);
             MAT_VecMul(&Object, cols, inner, a.m[0], b.m.data(), f.m[0]);
             EXPECT_TRUE(Same_Floats(expected.m[0], f.m[0], cols) && f.Guards_Whole());
             MAT_VecMul_Abs(&Object, cols, inner, a.m[0], b.m.data(), f.m[0]);
-            Multiply(
-                &expected, inner, [&](uint64_t i, uint64_t k) { return a.m[i][k]; },
-                [&](uint64_t k, uint64_t j) { return std::fabs(b.m[k][j]); });
-            EXPECT_TRUE(Same_Floats(expected.m[0], f.m[0], cols) && f.Guards_Whole());
+            const Matrix of_magnitudes = Multiply(a, b, true);
+            EXPECT_TRUE(Same_Floats(of_magnitudes.m[0], f.m[0], cols) && f.Guards_Whole());
         }
     }
 }

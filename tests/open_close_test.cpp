@@ -1,6 +1,6 @@
 // What the opens for reading do before a header reader takes over, and the closes of what they
 // opened.
-#include "tests/engine_fixture.h"
+#include "tests/plain_formats.h"
 
 #include <gtest/gtest.h>
 
@@ -9,42 +9,43 @@
 
 using Texts = std::vector<std::string>;
 
-struct OpenEntry {
-    const char* name;
-    OpenMode mode;
-};
-static const OpenEntry Open_Entries[] = {{"Audiofile_Open_Read", OM_READ},
-                                         {"Audiofile_Open_Read_Write", OM_READ_WRITE}};
+static std::string Open_Report(OpenMode mode, const char* text)
+{
+    const char* open = mode == OM_READ ? "Audiofile_Open_Read: " : "Audiofile_Open_Read_Write: ";
+    return std::string("3,14: ") + open + text;
+}
+
+static Bytes Head(const char* container, const char* type)
+{
+    return Join({Text(container), Little(4, 0x24000000), Text(type)}); // 36 in big-endian
+}
 
 struct HeadCase {
     const char* name;
     Bytes bytes;
 };
-static const Bytes Size = Little(4, 0x24000000); // 36 in big-endian
-
 // Forty zeros behind each, so that only the head can be at fault.
 static const HeadCase Unknown_Heads[] = {
     {"twelve zeros", Bytes(12, 0)},
-    {"RIFF of another type", Join({Text("RIFF"), Size, Text("AVI ")})},
-    {"RIFF of AIFF", Join({Text("RIFF"), Size, Text("AIFF")})},
-    {"FORM of WAVE", Join({Text("FORM"), Size, Text("WAVE")})},
-    {"FORM of another type", Join({Text("FORM"), Size, Text("8SVX")})},
-    {"RIFX", Join({Text("RIFX"), Size, Text("WAVE")})},
-    {"RF64", Join({Text("RF64"), Size, Text("WAVE")})},
-    {"small container id", Join({Text("riff"), Size, Text("WAVE")})},
-    {"small type", Join({Text("RIFF"), Size, Text("wave")})},
-    {"AIFC in mixed case", Join({Text("FORM"), Size, Text("AIFc")})},
+    {"RIFF of another type", Head("RIFF", "AVI ")},
+    {"RIFF of AIFF", Head("RIFF", "AIFF")},
+    {"FORM of WAVE", Head("FORM", "WAVE")},
+    {"FORM of another type", Head("FORM", "8SVX")},
+    {"RIFX", Head("RIFX", "WAVE")},
+    {"RF64", Head("RF64", "WAVE")},
+    {"small container id", Head("riff", "WAVE")},
+    {"small type", Head("RIFF", "wave")},
+    {"AIFC in mixed case", Head("FORM", "AIFc")},
     {"one byte too early", Join({Text("RIFF"), Bytes(3, 0), Text("WAVE "), Bytes(1, 0)})},
 };
 
 TEST(OpenRead, RefusesAnUnknownHead)
 {
-    for (const OpenEntry& entry : Open_Entries) {
+    for (const OpenMode mode : Reading_Modes) {
         for (const HeadCase& c : Unknown_Heads) {
-            SCOPED_TRACE(testing::Message() << entry.name << ", " << c.name);
-            const OpenedFile file(Join({c.bytes, Bytes(40, 0)}), entry.mode);
-            Expect_Refused(file, {std::string("3,14: ") + entry.name + ": Unsupported file type "},
-                           true);
+            SCOPED_TRACE(testing::Message() << c.name << ", mode " << mode);
+            const OpenedFile file(Join({c.bytes, Bytes(40, 0)}), mode);
+            Expect_Refused(file, {Open_Report(mode, "Unsupported file type ")}, true);
             EXPECT_EQ(file.handle->file_type, FT_UNKNOWN);
         }
     }
@@ -52,14 +53,14 @@ TEST(OpenRead, RefusesAnUnknownHead)
 
 TEST(OpenRead, FileOfFewerThanTwelveBytesEndsTooEarly)
 {
-    const Bytes whole = Join({Text("RIFF"), Size, Text("WAVE")});
-    for (const OpenEntry& entry : Open_Entries) {
-        for (const long length : {0, 4, 11}) {
-            SCOPED_TRACE(testing::Message() << entry.name << ", " << length << " bytes");
-            const OpenedFile file(Bytes(whole.begin(), whole.begin() + length), entry.mode);
-            Expect_Refused(file, {"3,16: FileAccess_Get_String: EOF on file "}, false);
-        }
-    }
+    const Bytes whole = Head("RIFF", "WAVE");
+    const char* too_short = "3,16: FileAccess_Get_String: EOF on file ";
+    const HeaderRefusal cases[] = {
+        {"no bytes", {}, false, {too_short}},
+        {"4 bytes", Bytes(whole.begin(), whole.begin() + 4), false, {too_short}},
+        {"11 bytes", Bytes(whole.begin(), whole.begin() + 11), false, {too_short}},
+    };
+    Expect_All_Refused(cases);
 }
 
 TEST(OpenRead, RefusesWhatCannotBeOpened)
@@ -68,49 +69,42 @@ TEST(OpenRead, RefusesWhatCannotBeOpened)
     mkdir(directory.c_str(), 0700);
     const std::string paths[] = {Scratch_Path("missing.wav"), directory + "/none/x.wav", "",
                                  Scratch_Path(std::string(300, 'n'))};
-    for (const OpenEntry& entry : Open_Entries) {
+    for (const OpenMode mode : Reading_Modes) {
         for (const std::string& path : paths) {
-            SCOPED_TRACE(testing::Message() << entry.name << ", '" << path << "'");
-            const OpenedFile file(path, entry.mode);
-            Expect_Refused(file, {std::string("3,14: ") + entry.name + ": Error opening "}, true);
+            SCOPED_TRACE(testing::Message() << "'" << path << "', mode " << mode);
+            Expect_Refused(OpenedFile(path, mode), {Open_Report(mode, "Error opening ")}, true);
         }
     }
     // A directory opens for reading alone, and then it is the read that fails.
     Expect_Refused(OpenedFile(directory, OM_READ),
                    {"3,16: FileAccess_Get_String: Error reading string from file "}, false);
     Expect_Refused(OpenedFile(directory, OM_READ_WRITE),
-                   {"3,14: Audiofile_Open_Read_Write: Error opening "}, true);
+                   {Open_Report(OM_READ_WRITE, "Error opening ")}, true);
 }
 
-static const Bytes Small_Wave =
-    Join({Text("RIFF"), Little(4, 40), Text("WAVEfmt "), Little(4, 16), Little(2, 1), Little(2, 1),
-          Little(4, 8000), Little(4, 16000), Little(2, 2), Little(2, 16), Text("data"),
-          Little(4, 4), Little(4, 0)});
-
-struct CloseEntry {
-    const char* name;
-    void (*close)(ObjectHeader* object, AudiofileHandle* handle);
-};
-static const CloseEntry Close_Entries[] = {
-    {"Audiofile_Close_Read", Audiofile_Close_Read},
-    {"Audiofile_Close_Read_Write", Audiofile_Close_Read_Write},
-};
+static const Bytes Small_Wave = Wave_Bytes(1, 16, 1, Bytes(4, 0), 4);
 static const char Not_Open[] = "3,15: Audiofile_Close_Read: File not openend for read ";
+
+// Whether the close that goes with a mode stops.
+static bool Close_Stops(OpenMode mode, RecordingObject* object, AudiofileHandle* handle)
+{
+    const auto close = mode == OM_READ ? Audiofile_Close_Read : Audiofile_Close_Read_Write;
+    return Stops(object, [&] { close(&object->header, handle); });
+}
 
 TEST(CloseRead, ClosesEitherModeOnce)
 {
-    for (const CloseEntry& entry : Close_Entries) {
-        for (const OpenMode mode : {OM_READ, OM_READ_WRITE}) {
-            SCOPED_TRACE(testing::Message() << entry.name << ", mode " << mode);
+    for (const OpenMode close_mode : Reading_Modes) {
+        for (const OpenMode mode : Reading_Modes) {
+            SCOPED_TRACE(testing::Message() << "close of mode " << close_mode << ", mode " << mode);
             OpenedFile file(Small_Wave, mode);
-            const auto close = [&] { entry.close(&file.object.header, file.handle); };
-            EXPECT_FALSE(Stops(&file.object, close));
+            EXPECT_FALSE(Close_Stops(close_mode, &file.object, file.handle));
             EXPECT_EQ(file.object.reports, Texts{});
             EXPECT_EQ(file.handle->mode, OM_CLOSED);
             EXPECT_EQ(Open_Descriptors(), file.descriptors);
             EXPECT_EQ(Read_File(file.path), Small_Wave);
 
-            EXPECT_TRUE(Stops(&file.object, close));
+            EXPECT_TRUE(Close_Stops(close_mode, &file.object, file.handle));
             EXPECT_EQ(file.object.reports, With_Name({Not_Open}, file.path));
         }
     }
@@ -118,38 +112,37 @@ TEST(CloseRead, ClosesEitherModeOnce)
 
 TEST(CloseRead, RefusesAHandleThatIsNotOpenForReading)
 {
-    for (const CloseEntry& entry : Close_Entries) {
-        for (const uint32_t mode : {uint32_t{OM_CLOSED}, uint32_t{OM_WRITE}, 4u}) {
-            SCOPED_TRACE(testing::Message() << entry.name << ", mode " << mode);
+    struct NotOpenCase {
+        uint32_t mode;
+        bool has_stream;
+    };
+    for (const OpenMode close_mode : Reading_Modes) {
+        for (const NotOpenCase& c : {NotOpenCase{OM_CLOSED, true}, NotOpenCase{OM_WRITE, true},
+                                     NotOpenCase{4, true}, NotOpenCase{OM_READ, false}}) {
+            SCOPED_TRACE(testing::Message() << "close of mode " << close_mode << ", " << c.mode);
             OpenedFile file(Small_Wave, OM_READ);
-            file.handle->mode = mode;
-            EXPECT_TRUE(
-                Stops(&file.object, [&] { entry.close(&file.object.header, file.handle); }));
+            FILE* stream = file.handle->stream;
+            file.handle->mode = c.mode;
+            file.handle->stream = c.has_stream ? stream : nullptr;
+            EXPECT_TRUE(Close_Stops(close_mode, &file.object, file.handle));
+            file.handle->stream = stream;
             EXPECT_EQ(file.object.reports, With_Name({Not_Open}, file.path));
             EXPECT_EQ(Open_Descriptors(), file.descriptors + 1) << "closed the stream";
         }
-        SCOPED_TRACE(entry.name);
-        OpenedFile file(Small_Wave, OM_READ);
-        FILE* stream = file.handle->stream;
-        file.handle->stream = nullptr;
-        EXPECT_TRUE(Stops(&file.object, [&] { entry.close(&file.object.header, file.handle); }));
-        file.handle->stream = stream;
-        EXPECT_EQ(file.object.reports, With_Name({Not_Open}, file.path));
-
         RecordingObject object;
         Make_Recorder(&object);
-        EXPECT_TRUE(Stops(&object, [&] { entry.close(&object.header, nullptr); }));
+        EXPECT_TRUE(Close_Stops(close_mode, &object, nullptr));
         EXPECT_EQ(object.reports, Texts{Not_Open}) << "no handle, no name";
     }
 }
 
 TEST(CloseRead, ReportsAFailedCloseWithoutTheName)
 {
-    for (const CloseEntry& entry : Close_Entries) {
-        SCOPED_TRACE(entry.name);
+    for (const OpenMode close_mode : Reading_Modes) {
+        SCOPED_TRACE(close_mode);
         OpenedFile file(Small_Wave, OM_READ);
         close(fileno(file.handle->stream));
-        EXPECT_TRUE(Stops(&file.object, [&] { entry.close(&file.object.header, file.handle); }));
+        EXPECT_TRUE(Close_Stops(close_mode, &file.object, file.handle));
         EXPECT_EQ(file.object.reports, Texts{"3,15: Audiofile_Close_Read: Error closing file."});
     }
 }

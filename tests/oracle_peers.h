@@ -16,10 +16,10 @@
 
 // Sets texts in front of the samples and behind them, which become chunks that a reader must skip.
 struct PeerShape {
-    int channels;
-    int rate;
+    uint64_t channels;
+    double rate;
     uint64_t frames;
-    bool texts;
+    bool texts = false;
 };
 
 template <class Value> void Make_With_Sndfile(const std::string& path, int format,
@@ -27,8 +27,8 @@ template <class Value> void Make_With_Sndfile(const std::string& path, int forma
                                               const std::vector<Value>& values)
 {
     SF_INFO info = {};
-    info.channels = shape.channels;
-    info.samplerate = shape.rate;
+    info.channels = static_cast<int>(shape.channels);
+    info.samplerate = static_cast<int>(shape.rate);
     info.format = format;
     SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
     ASSERT_NE(file, nullptr) << sf_strerror(nullptr);

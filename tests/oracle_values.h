@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+using Floats = std::vector<float>;
+
 // ---- Samples in a file ----
 
 inline unsigned Code_Bits(DataFormat format)
@@ -13,18 +15,11 @@ inline unsigned Code_Bits(DataFormat format)
     return format == FLOAT32 ? 24 : 8 * (format - INT8 + 1);
 }
 
-inline std::string Format_Name(DataFormat format)
-{
-    static const char* const Names[] = {"UINT8",   "INT8",    "INT16",  "INT24", "INT32",
-                                        "FLOAT32", "FLOAT64", "MULAW8", "ALAW8"};
-    return Names[format];
-}
-
 // Code values over the whole range of a width, the limits first.
-inline std::vector<int64_t> Make_Codes(uint64_t count, unsigned bits)
+inline Words Make_Codes(uint64_t count, unsigned bits)
 {
     const int64_t maximum = (int64_t{1} << (bits - 1)) - 1;
-    std::vector<int64_t> codes = {maximum, -maximum - 1, 0, -1, 1, -maximum, maximum - 1};
+    Words codes = {maximum, -maximum - 1, 0, -1, 1, -maximum, maximum - 1};
     std::mt19937_64 random(count + bits);
     std::uniform_int_distribution<int64_t> any(-maximum - 1, maximum);
     while (codes.size() < count) {
@@ -34,7 +29,7 @@ inline std::vector<int64_t> Make_Codes(uint64_t count, unsigned bits)
     return codes;
 }
 
-inline std::vector<int32_t> Tops_Of(const std::vector<int64_t>& codes, unsigned bits)
+inline std::vector<int32_t> Tops_Of(const Words& codes, unsigned bits)
 {
     std::vector<int32_t> tops;
     for (const int64_t code : codes) {
@@ -43,9 +38,9 @@ inline std::vector<int32_t> Tops_Of(const std::vector<int64_t>& codes, unsigned 
     return tops;
 }
 
-inline std::vector<int64_t> Codes_Of(const std::vector<int32_t>& tops, unsigned bits)
+inline Words Codes_Of(const std::vector<int32_t>& tops, unsigned bits)
 {
-    std::vector<int64_t> codes;
+    Words codes;
     for (const int32_t top : tops) {
         codes.push_back(top >> (32 - bits));
     }
@@ -53,14 +48,13 @@ inline std::vector<int64_t> Codes_Of(const std::vector<int32_t>& tops, unsigned 
 }
 
 // Floats on both sides of every border that a float sample can meet on its way into a word.
-inline std::vector<float> Make_Floats(uint64_t count)
+inline Floats Make_Floats(uint64_t count)
 {
     const float infinity = INFINITY;
-    std::vector<float> floats = {0.0f,     -0.0f,          1.0f,        -1.0f,      0.5f,
-                                 0x1p-23f, 0x1.8p-23f,     -0x1.fp-23f, 0x1.fp-24f, 0x1p-149f,
-                                 1.0f / 3, 0x1.fffffep+7f, 256.0f,      -256.0f,    300.7f,
-                                 -1.0e6f,  0x1p+39f,       0x1p+40f,    -0x1p+40f,  1.0e20f,
-                                 -1.0e20f, infinity,       -infinity,   NAN};
+    Floats floats = {0.0f,       -0.0f,       1.0f,       -1.0f,     0.5f,      0x1p-23f,
+                     0x1.8p-23f, -0x1.fp-23f, 0x1.fp-24f, 0x1p-149f, 1.0f / 3,  0x1.fffffep+7f,
+                     256.0f,     -256.0f,     300.7f,     -1.0e6f,   0x1p+39f,  0x1p+40f,
+                     -0x1p+40f,  1.0e20f,     -1.0e20f,   infinity,  -infinity, NAN};
     std::mt19937 random(static_cast<unsigned>(count));
     std::uniform_real_distribution<float> any(-1.0f, 1.0f);
     while (floats.size() < count) {
@@ -77,10 +71,7 @@ inline int64_t Word_Of(float sample)
     if (std::isnan(x)) {
         return 0;
     }
-    if (x >= 0x1p63) {
-        return INT64_MAX;
-    }
-    return x < -0x1p63 ? INT64_MIN : static_cast<int64_t>(x);
+    return x >= 0x1p63 ? INT64_MAX : x < -0x1p63 ? INT64_MIN : static_cast<int64_t>(x);
 }
 
 // A word's float in a channel buffer.
@@ -95,9 +86,9 @@ inline float Float_Of(int64_t word, DataFormat format, float scale)
 // ---- Inputs of a write ----
 
 // Values over more than the range, and those that lie on its borders and between two codes.
-inline std::vector<float> Make_Inputs(uint64_t count, float scale)
+inline Floats Make_Inputs(uint64_t count, float scale)
 {
-    std::vector<float> inputs = {
+    Floats inputs = {
         1.0f,      -1.0f, 0.0f, -0.0f, 1.00001f, 1.00002f,  -1.00002f, -1.00005f,          INFINITY,
         -INFINITY, NAN,   0.5f, -0.5f, 0x1p-16f, -0x1p-16f, 1.0e-40f,  32767.5f / 32767.0f};
     std::mt19937 random(static_cast<unsigned>(count));

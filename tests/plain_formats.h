@@ -36,6 +36,15 @@ inline const PlainFormat& Plain_Of(DataFormat format)
                          [=](const PlainFormat& plain) { return plain.format == format; });
 }
 
+// The refusal of a transfer, "DR" or "DW", in a format without a codec.
+inline std::string No_Codec(const std::string& transfer, DataFormat format)
+{
+    static const char* const Names[] = {"UINT8",   "INT8",    "INT16",  "INT24", "INT32",
+                                        "FLOAT32", "FLOAT64", "MULAW8", "ALAW8"};
+    return "3,10: FileDRDW_" + transfer + "_" + Names[format] +
+           ": Data type not supported yet in file ";
+}
+
 inline float Float_From_Bits(uint32_t bits)
 {
     float value;
@@ -128,6 +137,17 @@ inline Bytes Aiff_Bytes(unsigned bits, unsigned channels, const Bytes& data, uin
                  Big(4, 18), Big(2, channels), Big(4, frames), Big(2, bits), Rate_8000,
                  Text("SSND"), Big(4, data.size() + 8), Big(8, 0), data,
                  Bytes(data.size() % 2, 0)});
+}
+
+// A file of data, WAVE if little-endian and else AIFF. Any channel count is good.
+inline Bytes Sample_File(DataFormat format, bool little, unsigned channels, const Bytes& data,
+                         const Bytes& wave_trailer = {})
+{
+    const unsigned bytes = Plain_Of(format).bytes;
+    return little ? Wave_Bytes(format == FLOAT32 ? 3 : 1, 8 * bytes, channels, data, data.size(),
+                               wave_trailer)
+                  : Aiff_Bytes(8 * bytes, channels, data,
+                               data.size() / bytes / std::max(channels, 1u));
 }
 
 // The headers that the library writes, at 8000 Hz: data_bytes of samples of so many bytes each.

@@ -7,6 +7,15 @@
 
 #include <complex>
 
+using Complex = std::complex<float>;
+using Floats = std::vector<float>;
+
+static Complex Product(Complex v, Complex x)
+{
+    return {std::fma(-v.imag(), x.imag(), v.real() * x.real()),
+            std::fma(v.imag(), x.real(), v.real() * x.imag())};
+}
+
 // ---- FV_MulAcc_Range ----
 
 TEST(MulAccRange, TouchesItsBinsAndNoOther)
@@ -14,23 +23,22 @@ TEST(MulAccRange, TouchesItsBinsAndNoOther)
     Random random = {8};
     for (const uint32_t N : {2u, 4u, 8u, 64u, 66u, 100u}) {
         const uint32_t top = N / 2;
-        const std::vector<float> a = Make_Floats(&random, N, Ordinary);
-        const std::vector<float> b = Make_Floats(&random, N, Ordinary);
-        const std::vector<float> old = Make_Floats(&random, N, Ordinary);
+        const Floats a = Make_Floats(&random, N, Ordinary);
+        const Floats b = Make_Floats(&random, N, Ordinary);
+        const Floats old = Make_Floats(&random, N, Ordinary);
         for (uint32_t k0 = 0; k0 <= top; k0++) {
             for (uint32_t k1 = std::max(k0, 1u); k1 <= top + 1; k1++) {
                 SCOPED_TRACE(testing::Message() << "N " << N << ", bins " << k0 << " to " << k1);
-                std::vector<float> expected = old;
+                Floats expected = old;
                 for (uint32_t k = k0; k < k1; k++) {
-                    if (k == 0 || k == top) {
-                        const size_t slot = k == 0 ? 0 : 1;
+                    const size_t slot = k == 0 ? 0 : k == top ? 1 : 2 * k;
+                    if (slot < 2) {
                         expected[slot] = std::fma(a[slot], b[slot], old[slot]);
                         continue;
                     }
-                    const size_t re = 2 * k;
-                    const size_t im = re + 1;
-                    expected[re] = old[re] + std::fma(-a[im], b[im], a[re] * b[re]);
-                    expected[im] = old[im] + std::fma(a[im], b[re], a[re] * b[im]);
+                    const Complex sum = Product({a[slot], a[slot + 1]}, {b[slot], b[slot + 1]});
+                    expected[slot] = old[slot] + sum.real();
+                    expected[slot + 1] = old[slot + 1] + sum.imag();
                 }
                 Guarded acc(N, k0 % 2 * 4);
                 acc.Fill(old);
@@ -44,27 +52,24 @@ TEST(MulAccRange, TouchesItsBinsAndNoOther)
 
 // ---- FilterSections ----
 
-struct SizeCase {
-    const char* name;
-    uint32_t S, F, G;
-    uint64_t bytes;
-};
-
-static const SizeCase Size_Cases[] = {
-    {"head alone", 0, 0, 0, 24},
-    {"head alone, any sets", 0, 0, 7, 24},
-    {"one second-order section", 1, 0, 1, 24 + 16 + 12},
-    {"one first-order section", 0, 1, 1, 24 + 8 + 8},
-    {"no set of state", 3, 2, 0, 24 + 64},
-    {"sets multiply the state alone", 2, 1, 5, 24 + 40 + 160},
-    {"beyond 32 bits", 0x40000000, 0, 2, 24 + 0x400000000 + 0x600000000},
-    {"all counts large", 0xFFFFFFFF, 0xFFFFFFFF, 1, 24 + 44 * uint64_t{0xFFFFFFFF}},
-    {"beyond 64 bits", 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, UINT64_MAX},
-};
-
 TEST(FilterSections, SizeCountsHeadAndBothStores)
 {
-    for (const SizeCase& c : Size_Cases) {
+    const struct {
+        const char* name;
+        uint32_t S, F, G;
+        uint64_t bytes;
+    } rows[] = {
+        {"head alone", 0, 0, 0, 24},
+        {"head alone, any sets", 0, 0, 7, 24},
+        {"one second-order section", 1, 0, 1, 24 + 16 + 12},
+        {"one first-order section", 0, 1, 1, 24 + 8 + 8},
+        {"no set of state", 3, 2, 0, 24 + 64},
+        {"sets multiply the state alone", 2, 1, 5, 24 + 40 + 160},
+        {"beyond 32 bits", 0x40000000, 0, 2, 24 + 0x400000000 + 0x600000000},
+        {"all counts large", 0xFFFFFFFF, 0xFFFFFFFF, 1, 24 + 44 * uint64_t{0xFFFFFFFF}},
+        {"beyond 64 bits", 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, UINT64_MAX},
+    };
+    for (const auto& c : rows) {
         EXPECT_EQ(FilterSections_Size(c.S, c.F, c.G), c.bytes) << c.name;
     }
 }
@@ -77,7 +82,7 @@ TEST(FilterSections, InitClearsAndLoadKeepsTheState)
     const struct {
         const char* name;
         uint32_t S, F, G;
-        std::vector<float> coefficients;
+        Floats coefficients;
     } cases[] = {{"both orders", 1, 1, 3, {1, 2, -3, -4, 5, -6}},
                  {"second order", 2, 0, 1, {1, 2, -3, -4, 7, 8, 9, -10}},
                  {"first order", 0, 1, 2, {5, -6}},
@@ -90,8 +95,7 @@ TEST(FilterSections, InitClearsAndLoadKeepsTheState)
         FilterSections_Init(c.S, c.F, c.G, record);
         EXPECT_EQ(record->secondOrderCount, c.S);
         EXPECT_EQ(record->firstOrderCount, c.F);
-        EXPECT_EQ(reinterpret_cast<char*>(record->coefficients),
-                  reinterpret_cast<char*>(record) + 24);
+        EXPECT_EQ(reinterpret_cast<uint64_t*>(record->coefficients), &memory[3]);
         EXPECT_EQ(record->state, record->coefficients + c.coefficients.size());
         const size_t states = (3 * c.S + 2 * c.F) * c.G;
         for (size_t i = 0; i < c.coefficients.size() + states; i++) {
@@ -114,22 +118,12 @@ TEST(FilterSections, InitClearsAndLoadKeepsTheState)
 
 // ---- CMAT_Invert ----
 
-using Complex = std::complex<float>;
-
-static Complex Product(Complex v, Complex x)
-{
-    return {std::fma(-v.imag(), x.imag(), v.real() * x.real()),
-            std::fma(v.imag(), x.real(), v.real() * x.imag())};
-}
-
 // Element by element, as the elimination is told.
 static void Reference_Invert(size_t n, Complex* A)
 {
     const auto at = [=](size_t row, size_t column) -> Complex& { return A[row * 2 * n + column]; };
-    for (size_t i = 0; i < n; i++) {
-        for (size_t j = 0; j < n; j++) {
-            at(i, n + j) = i == j ? 1.0f : 0.0f;
-        }
+    for (size_t i = 0; i < n * n; i++) {
+        at(i / n, n + i % n) = i / n == i % n ? 1.0f : 0.0f;
     }
     for (size_t k = 0; k < n; k++) {
         const Complex p = at(k, k);
@@ -164,7 +158,7 @@ TEST(ComplexInverse, IsTheSameElementByElement)
     Random random = {9};
     for (size_t n = 1; n <= 33; n++) {
         for (const Content content : {Ordinary, Special, Any_Bits}) {
-            const std::vector<float> floats = Make_Floats(&random, 4 * n * n, content);
+            const Floats floats = Make_Floats(&random, 4 * n * n, content);
             std::vector<Complex> A(2 * n * n);
             memcpy(static_cast<void*>(A.data()), floats.data(), floats.size() * sizeof(float));
             Check_Invert(n, &A, static_cast<unsigned>(n % 3 * 4));
@@ -177,12 +171,11 @@ TEST(ComplexInverse, TimesItsInputIsTheIdentity)
     Random random = {10};
     for (size_t n = 1; n <= 33; n++) {
         std::vector<Complex> A(2 * n * n);
-        for (size_t i = 0; i < n; i++) {
-            for (size_t j = 0; j < n; j++) {
-                // A strong diagonal, so that no pivot needs an exchange.
-                const float diagonal = i == j ? static_cast<float>(2 * n) : 0.0f;
-                A[i * 2 * n + j] = {Random_Float(&random, 1.0f),
-                                    Random_Float(&random, 1.0f) + diagonal};
+        for (size_t i = 0; i < 2 * n * n; i++) {
+            // A strong diagonal, so that no pivot needs an exchange.
+            const float diagonal = i % (2 * n + 1) == 0 ? static_cast<float>(2 * n) : 0.0f;
+            if (i % (2 * n) < n) {
+                A[i] = {Random_Float(&random, 1.0f), Random_Float(&random, 1.0f) + diagonal};
             }
         }
         const std::vector<Complex> old = A;
@@ -210,8 +203,8 @@ TEST(ComplexInverse, KnownMatrices)
     // ((2, i), (-i, 1)) has the inverse ((1, -i), (i, 2)).
     float two[16] = {2, 0, 0, 1, 9, 9, 9, 9, 0, -1, 1, 0, 9, 9, 9, 9};
     CMAT_Invert(2, two);
-    EXPECT_TRUE(std::equal(two + 4, two + 8, std::vector<float>{1, 0, 0, -1}.begin()));
-    EXPECT_TRUE(std::equal(two + 12, two + 16, std::vector<float>{0, 1, 2, 0}.begin()));
+    EXPECT_TRUE(std::equal(two + 4, two + 8, Floats{1, 0, 0, -1}.begin()));
+    EXPECT_TRUE(std::equal(two + 12, two + 16, Floats{0, 1, 2, 0}.begin()));
 
     // Its own inverse, but the first pivot is zero and rows are not exchanged.
     float exchanged[16] = {0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0};

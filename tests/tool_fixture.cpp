@@ -1,5 +1,6 @@
 #include "tests/tool_fixture.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -14,7 +15,7 @@ namespace fs = std::filesystem;
 
 // ---- Files ----
 
-std::string Little(unsigned width, uint64_t value)
+static std::string Little(unsigned width, uint64_t value)
 {
     std::string bytes;
     for (unsigned k = 0; k < width; k++) {
@@ -23,7 +24,7 @@ std::string Little(unsigned width, uint64_t value)
     return bytes;
 }
 
-std::string Big(unsigned width, uint64_t value)
+static std::string Big(unsigned width, uint64_t value)
 {
     const std::string bytes = Little(width, value);
     return {bytes.rbegin(), bytes.rend()};
@@ -38,49 +39,36 @@ std::string Little_16(const std::vector<int>& values)
     return bytes;
 }
 
-std::string Big_Values(unsigned width, const std::vector<int>& values)
+std::string Floats(const std::vector<float>& values)
 {
-    std::string bytes;
-    for (const int value : values) {
-        bytes += Big(width, static_cast<uint64_t>(value));
-    }
-    return bytes;
+    return {reinterpret_cast<const char*>(values.data()), values.size() * sizeof values[0]};
 }
 
-// A WAVE file whose header states stated_bytes of samples.
-std::string Wave_Stating(unsigned tag, unsigned channels, unsigned rate, unsigned bits,
-                         uint64_t stated_bytes, const std::string& data)
+std::string Wave(unsigned tag, unsigned bits, const std::string& data, unsigned channels,
+                 unsigned rate, std::optional<uint64_t> stated_bytes)
 {
     const unsigned frame_bytes = channels * bits / 8;
-    return "RIFF" + Little(4, 36 + stated_bytes) + "WAVEfmt " + Little(4, 16) + Little(2, tag) +
+    const uint64_t stated = stated_bytes.value_or(data.size());
+    return "RIFF" + Little(4, 36 + stated) + "WAVEfmt " + Little(4, 16) + Little(2, tag) +
            Little(2, channels) + Little(4, rate) + Little(4, uint64_t{frame_bytes} * rate) +
-           Little(2, frame_bytes) + Little(2, bits) + "data" + Little(4, stated_bytes) + data;
-}
-
-std::string Wave(unsigned tag, unsigned channels, unsigned rate, unsigned bits,
-                 const std::string& data)
-{
-    return Wave_Stating(tag, channels, rate, bits, data.size(), data);
+           Little(2, frame_bytes) + Little(2, bits) + "data" + Little(4, stated) + data;
 }
 
 std::string Wave_16(unsigned channels, const std::vector<int>& values)
 {
-    return Wave(PCM, channels, 8000, 16, Little_16(values));
+    return Wave(PCM, 16, Little_16(values), channels);
 }
 
-// exponent and mantissa are the fields of the rate's 80-bit float.
-std::string Aiff_At(uint64_t exponent, uint64_t mantissa, unsigned channels, unsigned bits,
-                    const std::string& data)
+std::string Aiff(unsigned bits, const std::vector<int>& values, unsigned channels,
+                 uint64_t exponent, uint64_t mantissa)
 {
-    const uint64_t frames = data.size() / (bits / 8) / channels;
+    std::string data;
+    for (const int value : values) {
+        data += Big(bits / 8, static_cast<uint64_t>(value));
+    }
     return "FORM" + Big(4, 46 + data.size()) + "AIFFCOMM" + Big(4, 18) + Big(2, channels) +
-           Big(4, frames) + Big(2, bits) + Big(2, exponent) + Big(8, mantissa) + "SSND" +
-           Big(4, 8 + data.size()) + Big(8, 0) + data;
-}
-
-std::string Aiff(unsigned channels, unsigned bits, const std::string& data)
-{
-    return Aiff_At(0x400B, 0xFA00000000000000, channels, bits, data); // 8000 Hz
+           Big(4, values.size() / channels) + Big(2, bits) + Big(2, exponent) + Big(8, mantissa) +
+           "SSND" + Big(4, 8 + data.size()) + Big(8, 0) + data;
 }
 
 std::string Library_Report(int code, const std::string& text, const std::string& name)
@@ -93,9 +81,8 @@ std::string Library_Report(int code, const std::string& text, const std::string&
 
 void Tool::SetUp()
 {
-    std::string pattern = (fs::temp_directory_path() / "ombrine-tool-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    directory = pattern;
+    directory = fs::temp_directory_path() / "ombrine-tool-XXXXXX";
+    ASSERT_NE(mkdtemp(directory.data()), nullptr);
 }
 
 void Tool::TearDown()
@@ -105,7 +92,7 @@ void Tool::TearDown()
 
 std::string Tool::Path(const std::string& name) const
 {
-    return directory + "/" + name;
+    return fs::path(directory) / name;
 }
 
 void Tool::Put(const std::string& name, const std::string& bytes) const
@@ -121,7 +108,7 @@ std::string Tool::Get(const std::string& name) const
 
 void Tool::Put_Zeros(const std::string& name, unsigned channels, uint64_t data_bytes) const
 {
-    const std::string head = Wave_Stating(PCM, channels, 8000, 16, data_bytes, "");
+    const std::string head = Wave(PCM, 16, "", channels, 8000, data_bytes);
     Put(name, head);
     fs::resize_file(Path(name), head.size() + data_bytes);
 }
@@ -129,32 +116,26 @@ void Tool::Put_Zeros(const std::string& name, unsigned channels, uint64_t data_b
 // ---- Programs ----
 
 pid_t Tool::Start(const std::string& program, const Arguments& arguments,
-                  const std::function<void()>& prepare) const
+                  const Prepare& prepare) const
 {
-    std::vector<std::string> words;
     std::istringstream emulator(OMBRINE_EMULATOR);
-    for (std::string word; emulator >> word;) {
-        words.push_back(word);
-    }
+    std::vector<std::string> words{std::istream_iterator<std::string>(emulator), {}};
     words.push_back(program);
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> pointers;
-    pointers.reserve(words.size() + 1);
-    for (std::string& word : words) {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
-    const std::string out = Path(".out");
-    const std::string err = Path(".err");
+    std::vector<char*> pointers(words.size() + 1);
+    std::transform(words.begin(), words.end(), pointers.begin(),
+                   [](std::string& word) { return word.data(); });
 
     const pid_t process = fork();
     if (process != 0) {
         return process;
     }
-    dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
-    dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+    dup2(creat(Path(".out").c_str(), 0600), STDOUT_FILENO);
+    dup2(creat(Path(".err").c_str(), 0600), STDERR_FILENO);
     if (chdir(directory.c_str()) == 0) {
-        prepare();
+        if (prepare) {
+            prepare();
+        }
         execvp(pointers[0], pointers.data());
     }
     _exit(127);
@@ -170,7 +151,16 @@ Result Tool::Finish(pid_t process) const
             usage.ru_maxrss};
 }
 
-Result Tool::Run_Tool(const Arguments& arguments, const std::function<void()>& prepare) const
+Result Tool::Run_Tool(const Arguments& arguments, const Prepare& prepare) const
 {
     return Finish(Start(OMBRINE_TOOL, arguments, prepare));
+}
+
+Result Tool::Expect_Run(const Arguments& arguments, int status, const std::string& err,
+                        const Prepare& prepare) const
+{
+    const Result result = Run_Tool(arguments, prepare);
+    EXPECT_EQ(result.status, status) << testing::PrintToString(arguments);
+    EXPECT_EQ(result.err, err) << testing::PrintToString(arguments);
+    return result;
 }

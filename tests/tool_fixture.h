@@ -6,43 +6,37 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
 using Arguments = std::vector<std::string>;
+using Prepare = std::function<void()>;
 
 // Format tags of a WAVE file.
 constexpr unsigned PCM = 1;
 constexpr unsigned Float = 3;
 constexpr unsigned MuLaw = 7;
 
-// Integers of width bytes in either order.
-std::string Little(unsigned width, uint64_t value);
-std::string Big(unsigned width, uint64_t value);
-std::string Big_Values(unsigned width, const std::vector<int>& values);
 std::string Little_16(const std::vector<int>& values);
+std::string Floats(const std::vector<float>& values);
 
-// A WAVE file; the one whose header states stated_bytes of samples, whatever data holds; and the
-// plain one of 16 bits and 8000 Hz.
-std::string Wave(unsigned tag, unsigned channels, unsigned rate, unsigned bits,
-                 const std::string& data);
-std::string Wave_Stating(unsigned tag, unsigned channels, unsigned rate, unsigned bits,
-                         uint64_t stated_bytes, const std::string& data);
+// A WAVE file, whose header may state other bytes than data has; and one of 16 bits at 8000 Hz.
+std::string Wave(unsigned tag, unsigned bits, const std::string& data, unsigned channels = 1,
+                 unsigned rate = 8000, std::optional<uint64_t> stated_bytes = {});
 std::string Wave_16(unsigned channels, const std::vector<int>& values);
 
-// An AIFF file of 8000 Hz, or of the rate whose 80-bit float has these two fields.
-std::string Aiff(unsigned channels, unsigned bits, const std::string& data);
-std::string Aiff_At(uint64_t exponent, uint64_t mantissa, unsigned channels, unsigned bits,
-                    const std::string& data);
+// An AIFF file. exponent and mantissa are the fields of the rate's 80-bit float, 8000 Hz.
+std::string Aiff(unsigned bits, const std::vector<int>& values, unsigned channels = 1,
+                 uint64_t exponent = 0x400B, uint64_t mantissa = 0xFA00000000000000);
 
 // The three lines of a failure.
 std::string Library_Report(int code, const std::string& text, const std::string& name);
 
 struct Result {
     int status; // -1 if a signal ended the program
-    std::string out;
-    std::string err;
+    std::string out, err;
     int64_t peak_kib; // largest resident memory
 };
 
@@ -59,10 +53,10 @@ struct Tool : testing::Test {
     void Put_Zeros(const std::string& name, unsigned channels, uint64_t data_bytes) const;
 
     // prepare runs in the new process, its streams already directed into files.
-    pid_t Start(
-        const std::string& program, const Arguments& arguments,
-        const std::function<void()>& prepare = [] {}) const;
+    pid_t Start(const std::string& program, const Arguments& arguments,
+                const Prepare& prepare = {}) const;
     Result Finish(pid_t process) const;
-    Result Run_Tool(
-        const Arguments& arguments, const std::function<void()>& prepare = [] {}) const;
+    Result Run_Tool(const Arguments& arguments, const Prepare& prepare = {}) const;
+    Result Expect_Run(const Arguments& arguments, int status, const std::string& err,
+                      const Prepare& prepare = {}) const;
 };

@@ -6,15 +6,11 @@
 #include <cmath>
 #include <filesystem>
 #include <png.h>
-#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
 // The plot's place in the picture.
-static constexpr int Left = 96;
-static constexpr int Top = 44;
-static constexpr int Width = 1000;
-static constexpr int Height = 512;
+static constexpr int Left = 96, Top = 44, Width = 1000, Height = 512;
 static constexpr int Levels_Right = Left + Width + 20; // the scale of colours
 
 using Pixel = std::array<uint8_t, 3>;
@@ -43,8 +39,7 @@ struct Png {
     // By the scale beside the plot: the level of a colour in dB, to its nearest step.
     double Level(const Pixel& pixel) const
     {
-        int best = 0;
-        int least = 1 << 20;
+        int best = 0, least = 1 << 20;
         for (int row = 0; row < Height; row++) {
             int off = 0;
             for (size_t k = 0; k < 3; k++) {
@@ -80,48 +75,36 @@ static std::vector<int> Sine(double frequency, double level, size_t frames)
     return values;
 }
 
-static std::vector<int> Interleaved(const std::vector<int>& left, const std::vector<int>& right)
-{
-    std::vector<int> both;
-    for (size_t i = 0; i < left.size(); i++) {
-        both.push_back(left[i]);
-        both.push_back(right[i]);
-    }
-    return both;
-}
-
 TEST_F(Tool, SpectrumShowsATonesPlaceAndLevel)
 {
     const std::vector<int> low = Sine(1000, 1.0, 16000);
     const std::vector<int> high = Sine(3000, 0.1, 16000);
+    std::vector<int> both;
+    for (size_t i = 0; i < low.size(); i++) {
+        both.insert(both.end(), {low[i], high[i]});
+    }
     Put("low.wav", Wave_16(1, low));
-    Put("both.wav", Wave_16(2, Interleaved(low, high)));
+    Put("both.wav", Wave_16(2, both));
     const struct {
-        const char* name;
         Arguments arguments;
-        double frequency, level;
+        double frequency, level, rows_off;
     } cases[] = {
-        {"one channel", {"low.wav"}, 1000, 0},
-        {"short spectra", {"low.wav", "--size", "64"}, 1000, 0},
-        {"long spectra", {"low.wav", "--size", "8192"}, 1000, 0},
-        {"the first of two", {"both.wav", "--channel", "1"}, 1000, 0},
-        {"the second of two", {"both.wav", "--channel", "2"}, 3000, -20},
-        {"the mean of two", {"both.wav"}, 1000, -3},
+        {{"spectrum", "-o", "out.png", "low.wav"}, 1000, 0, 4},
+        {{"spectrum", "-o", "out.png", "low.wav", "--size", "64"}, 1000, 0, 18},
+        {{"spectrum", "-o", "out.png", "low.wav", "--size", "8192"}, 1000, 0, 4},
+        {{"spectrum", "-o", "out.png", "both.wav", "--channel", "1"}, 1000, 0, 4},
+        {{"spectrum", "-o", "out.png", "both.wav", "--channel", "2"}, 3000, -20, 4},
+        {{"spectrum", "-o", "out.png", "both.wav"}, 1000, -3, 4}, // the mean
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        Arguments arguments = {"spectrum", "-o", "out.png"};
-        arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
-        const Result result = Run_Tool(arguments);
-        EXPECT_EQ(result.status, 0) << result.err;
-        EXPECT_EQ(result.out + result.err, "");
+        SCOPED_TRACE(testing::PrintToString(c.arguments));
+        EXPECT_EQ(Expect_Run(c.arguments, 0, "").out, "");
         const Png png(Get("out.png"));
         ASSERT_GT(png.width, Levels_Right);
-        const double row = (1.0 - c.frequency / 4000.0) * Height;
-        const bool short_spectra = std::string(c.name) == "short spectra";
         for (const int x : {300, 500, 700}) {
-            EXPECT_NEAR(png.Loudest(x).first, row, short_spectra ? 18 : 4) << x;
-            EXPECT_NEAR(png.Loudest(x).second, c.level, 0.6) << x;
+            const auto [row, level] = png.Loudest(x);
+            EXPECT_NEAR(row, (1.0 - c.frequency / 4000.0) * Height, c.rows_off) << x;
+            EXPECT_NEAR(level, c.level, 0.6) << x;
         }
     }
 }
@@ -144,28 +127,19 @@ TEST_F(Tool, SpectrumShowsWhenASoundBegins)
 
 TEST_F(Tool, SpectrumDrawsTheMean)
 {
-    std::vector<int> values = Sine(1000, 0.1, 16000);
-    Put("in.wav", Wave_16(1, values));
-    const Result result = Run_Tool({"spectrum", "--average", "in.wav", "-o", "mean.png"});
-    EXPECT_EQ(result.status, 0) << result.err;
+    Put("in.wav", Wave_16(1, Sine(1000, 0.1, 16000)));
+    Expect_Run({"spectrum", "--average", "in.wav", "-o", "mean.png"}, 0, "");
     const Png png(Get("mean.png"));
     ASSERT_GT(png.width, Left + Width);
     // The highest point of the curve: 1000 Hz on an axis of ratios from 8000 / 2048 to 4000 Hz, 20
     // dB down on one from 0 to -120.
-    const Pixel curve = {31, 90, 166};
-    int x = -1;
-    int y = -1;
-    for (int row = Top; row < Top + Height && x < 0; row++) {
-        for (int column = Left; column < Left + Width && x < 0; column++) {
-            if (png.At(column, row) == curve) {
-                x = column - Left;
-                y = row - Top;
-            }
-        }
-    }
+    const auto curve = std::find(png.pixels.begin(), png.pixels.end(), Pixel{31, 90, 166});
+    ASSERT_NE(curve, png.pixels.end());
+    const auto place = static_cast<int>(curve - png.pixels.begin());
     const double low = 8000.0 / 2048.0;
-    EXPECT_NEAR(x, std::log(1000.0 / low) / std::log(4000.0 / low) * Width, 3);
-    EXPECT_NEAR(y, Height / 6.0, 2);
+    const double x = std::log(1000.0 / low) / std::log(4000.0 / low) * Width;
+    EXPECT_NEAR(place % png.width - Left, x, 3);
+    EXPECT_NEAR(place / png.width - Top, Height / 6.0, 2);
 }
 
 TEST_F(Tool, SpectrumRefuses)
@@ -173,72 +147,49 @@ TEST_F(Tool, SpectrumRefuses)
     Put("in.wav", Wave_16(2, {1, 2, 3, 4}));
     Put("empty.wav", Wave_16(1, {}));
     fs::create_directory(Path("folder"));
+    const std::string no_directory = "nowhere/x.png: No such file or directory";
+    const std::string no_size = "--size: a power of two from 8 to 65536";
     const struct {
-        const char* name;
         Arguments arguments;
         int status;
         std::string reason;
     } cases[] = {
-        {"a size that is no power",
-         {"in.wav", "--size", "1000"},
-         2,
-         "--size: a power of two from 8 to 65536"},
-        {"a size too small",
-         {"in.wav", "--size", "4"},
-         2,
-         "--size: a power of two from 8 to 65536"},
-        {"a size too large",
-         {"in.wav", "--size", "131072"},
-         2,
-         "--size: a power of two from 8 to 65536"},
-        {"a channel that is not there",
-         {"in.wav", "--channel", "3"},
-         2,
-         "in.wav: there is no channel 3"},
-        {"no frames", {"empty.wav"}, 1, "empty.wav: it holds no frames, there is nothing to draw"},
-        {"a directory that is not there",
-         {"in.wav", "-o", "nowhere/x.png"},
-         1,
-         "nowhere/x.png: No such file or directory"},
-        {"a directory", {"in.wav", "-o", "folder"}, 1, "folder: Is a directory"},
-        {"a full disk", {"in.wav", "-o", "/dev/full"}, 1, "/dev/full: No space left on device"},
+        {{"spectrum", "in.wav", "--size", "1000"}, 2, no_size},
+        {{"spectrum", "in.wav", "--size", "4"}, 2, no_size},
+        {{"spectrum", "in.wav", "--size", "131072"}, 2, no_size},
+        {{"spectrum", "in.wav", "--channel", "3"}, 2, "in.wav: there is no channel 3"},
+        {{"spectrum", "empty.wav"}, 1, "empty.wav: it holds no frames, there is nothing to draw"},
+        {{"spectrum", "in.wav", "-o", "nowhere/x.png"}, 1, no_directory},
+        {{"spectrum", "in.wav", "-o", "folder"}, 1, "folder: Is a directory"},
+        {{"spectrum", "in.wav", "-o", "/dev/full"}, 1, "/dev/full: No space left on device"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        Arguments arguments = {"spectrum"};
-        arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
-        const Result result = Run_Tool(arguments);
-        EXPECT_EQ(result.status, c.status);
-        EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err, "ombrine: " + c.reason + "\n");
-        EXPECT_FALSE(fs::exists(Path("in.png")));
+        EXPECT_EQ(Expect_Run(c.arguments, c.status, "ombrine: " + c.reason + "\n").out, "");
+        EXPECT_FALSE(fs::exists(Path("in.png"))) << c.reason;
     }
 }
 
 TEST_F(Tool, SpectrumTakesAnyFileName)
 {
     const std::string sound = Wave_16(1, Sine(1000, 0.5, 100)); // shorter than one spectrum
-    const struct {
-        const char *source, *picture;
-    } cases[] = {{"a.b.wav", "a.b.png"},
-                 {"plain", "plain.png"},
-                 {".hidden", ".hidden.png"},
-                 {"t\xC3\xB6ne \n and a name that is much too long for the top line of any picture "
-                  "at all.aiff",
-                  "t\xC3\xB6ne \n and a name that is much too long for the top line of any picture "
-                  "at all.png"}};
-    for (const auto& c : cases) {
-        Put(c.source, sound);
-        Put(c.picture, "old");
-        const Result result = Run_Tool({"spectrum", c.source});
-        EXPECT_EQ(result.status, 0) << result.err;
-        EXPECT_GT(Png(Get(c.picture)).width, 0) << c.picture;
+    const std::string long_name =
+        "t\xC3\xB6ne \n and a name that is much too long for the top line of any picture at all";
+    const std::pair<std::string, std::string> cases[] = {
+        {"a.b.wav", "a.b.png"},
+        {"plain", "plain.png"},
+        {".hidden", ".hidden.png"},
+        {long_name + ".aiff", long_name + ".png"},
+    };
+    for (const auto& [source, picture] : cases) {
+        Put(source, sound);
+        Put(picture, "old");
+        Expect_Run({"spectrum", source}, 0, "");
+        EXPECT_GT(Png(Get(picture)).width, 0) << picture;
     }
     EXPECT_EQ(std::distance(fs::directory_iterator(directory), fs::directory_iterator()), 8 + 2)
         << "nothing else is left there";
-    struct stat status = {};
-    ASSERT_EQ(stat(Path("plain.png").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0444, 0444u); // as any new file
+    const fs::perms any_new_file = fs::perms{0444};
+    EXPECT_EQ(fs::status(Path("plain.png")).permissions() & any_new_file, any_new_file);
 }
 
 // A long file, and many channels: memory stays bounded.

@@ -4,47 +4,43 @@
 
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+
+static const char Missing[] = "Audiofile_Open_Read: Error opening ";
 
 // ---- Usage ----
 
 TEST_F(Tool, WrongUsageIsOneLineAndStatus2)
 {
-    struct UsageCase {
-        const char* name;
-        Arguments arguments;
-        const char* reason; // how the line goes on behind "ombrine: "
-    };
-    const UsageCase cases[] = {
-        {"nothing", {}, "A subcommand is required"},
-        {"unknown command", {"play"}, "A subcommand is required"},
-        {"info without file", {"info"}, "FILE is required"},
-        {"info with unknown option", {"info", "--long", "in.wav"}, "The following argument"},
-        {"convert without files", {"convert"}, "IN is required"},
-        {"convert without output", {"convert", "in.wav"}, "OUT.wav is required"},
-        {"convert with three files", {"convert", "in.wav", "b", "c"}, "The following argument"},
-        {"newline in an argument", {"convert", "in.wav", "b", "c\nd"}, "The following argument"},
-        {"gain without value", {"convert", "in.wav", "out.wav", "--gain"}, "--gain: 1 required"},
-        {"gain not a number", {"convert", "in.wav", "out.wav", "--gain", "x"}, "Could not convert"},
-        {"gain with a unit", {"convert", "in.wav", "out.wav", "--gain", "3dB"}, "Could not conv"},
-        {"gain twice", {"convert", "in.wav", "out.wav", "--gain", "1", "--gain", "2"}, "--gain"},
-        {"gain NaN", {"convert", "in.wav", "out.wav", "--gain", "nan"}, "--gain"},
-        {"gain infinite", {"convert", "in.wav", "out.wav", "--gain", "inf"}, "--gain"},
-        {"gain infinite, down", {"convert", "in.wav", "out.wav", "--gain", "-inf"}, "--gain"},
-        {"gain beyond a double", {"convert", "in.wav", "out.wav", "--gain", "1e400"}, "--gain"},
-        {"gain beyond sense", {"convert", "in.wav", "out.wav", "--gain", "201"}, "--gain"},
+    // How the line goes on behind "ombrine: ".
+    const std::pair<Arguments, std::string> cases[] = {
+        {{}, "A subcommand is required"},
+        {{"play"}, "A subcommand is required"},
+        {{"info"}, "FILE is required"},
+        {{"info", "--long", "in.wav"}, "The following argument"},
+        {{"convert"}, "IN is required"},
+        {{"convert", "in.wav"}, "OUT.wav is required"},
+        {{"convert", "in.wav", "b", "c"}, "The following argument"},
+        {{"convert", "in.wav", "b", "c\nd"}, "The following argument"},
+        {{"convert", "in.wav", "out.wav", "--gain"}, "--gain: 1 required"},
+        {{"convert", "in.wav", "out.wav", "--gain", "x"}, "Could not convert"},
+        {{"convert", "in.wav", "out.wav", "--gain", "3dB"}, "Could not conv"},
+        {{"convert", "in.wav", "out.wav", "--gain", "1", "--gain", "2"}, "--gain"},
+        {{"convert", "in.wav", "out.wav", "--gain", "nan"}, "--gain"},
+        {{"convert", "in.wav", "out.wav", "--gain", "inf"}, "--gain"},
+        {{"convert", "in.wav", "out.wav", "--gain", "-inf"}, "--gain"},
+        {{"convert", "in.wav", "out.wav", "--gain", "1e400"}, "--gain"}, // beyond a double
+        {{"convert", "in.wav", "out.wav", "--gain", "201"}, "--gain"},
     };
     Put("in.wav", Wave_16(1, {1, 2, 3}));
-    for (const UsageCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        const Result result = Run_Tool(c.arguments);
+    for (const auto& [arguments, reason] : cases) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const Result result = Run_Tool(arguments);
         EXPECT_EQ(result.status, 2);
         EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err.rfind("ombrine: " + std::string(c.reason), 0), 0u) << result.err;
+        EXPECT_EQ(result.err.rfind("ombrine: " + reason, 0), 0u) << result.err;
         EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
         EXPECT_FALSE(fs::exists(Path("out.wav")));
     }
@@ -52,23 +48,15 @@ TEST_F(Tool, WrongUsageIsOneLineAndStatus2)
 
 TEST_F(Tool, HelpAndVersionSucceed)
 {
-    struct HelpCase {
-        const char* name;
-        Arguments arguments;
-        const char* part;
+    const std::pair<Arguments, std::string> cases[] = {
+        {{"--version"}, "ombrine "},
+        {{"--help"}, "Usage: ombrine [OPTIONS] SUBCOMMAND\n"},
+        {{"info", "--help"}, "Usage: ombrine info [OPTIONS] FILE...\n"},
+        {{"convert", "--help"}, "Usage: ombrine convert [OPTIONS] IN OUT.wav\n"},
     };
-    const HelpCase cases[] = {
-        {"version", {"--version"}, "ombrine "},
-        {"help", {"--help"}, "Usage: ombrine [OPTIONS] SUBCOMMAND\n"},
-        {"help of info", {"info", "--help"}, "Usage: ombrine info [OPTIONS] FILE...\n"},
-        {"help of convert", {"convert", "--help"}, "Usage: ombrine convert [OPTIONS] IN OUT.wav\n"},
-    };
-    for (const HelpCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        const Result result = Run_Tool(c.arguments);
-        EXPECT_EQ(result.status, 0);
-        EXPECT_NE(result.out.find(c.part), std::string::npos) << result.out;
-        EXPECT_EQ(result.err, "");
+    for (const auto& [arguments, part] : cases) {
+        const Result result = Expect_Run(arguments, 0, "");
+        EXPECT_NE(result.out.find(part), std::string::npos) << result.out;
     }
 }
 
@@ -77,14 +65,14 @@ TEST_F(Tool, HelpAndVersionSucceed)
 TEST_F(Tool, InfoPrintsOneAlignedTable)
 {
     Put("square.wav", Wave_16(2, {16384, 0, -16384, 0, 16384, 0, -16384, 0}));
-    Put("two words.aiff", Aiff(1, 24, Big_Values(3, {8388600, 0, 0, 0})));
-    Put("日本.wav", Wave(PCM, 1, 1, 16, std::string(7322, '\0')));
-    Put("new\nline.wav", Wave(Float, 1, 44100, 32, Little(4, 0x40000000) + Little(4, 0xC0000000)));
-    Put("none.wav", Wave(PCM, 0, 8000, 16, "four"));
-    Put("empty.wav", Wave(PCM, 2, 0, 16, ""));
-    const Result result = Run_Tool({"info", "square.wav", "two words.aiff", "日本.wav",
-                                    "new\nline.wav", "none.wav", "empty.wav"});
-    EXPECT_EQ(result.status, 0);
+    Put("two words.aiff", Aiff(24, {8388600, 0, 0, 0}));
+    Put("日本.wav", Wave(PCM, 16, std::string(7322, '\0'), 1, 1));
+    Put("new\nline.wav", Wave(Float, 32, Floats({2, -2}), 1, 44100));
+    Put("none.wav", Wave(PCM, 16, "four", 0));
+    Put("empty.wav", Wave(PCM, 16, "", 2, 0));
+    const Result result = Expect_Run({"info", "square.wav", "two words.aiff", "日本.wav",
+                                      "new\nline.wav", "none.wav", "empty.wav"},
+                                     0, "");
     EXPECT_EQ(result.out,
               "file            channels    rate/Hz      frames      duration     peak      RMS  "
               "(dBFS, for each channel)\n"
@@ -96,7 +84,6 @@ TEST_F(Tool, InfoPrintsOneAlignedTable)
               "none.wav               0       8000           0   0:00:00.000\n"
               "empty.wav              2          0           0             -     -inf     -inf     "
               "-inf     -inf\n");
-    EXPECT_EQ(result.err, "");
 }
 
 TEST_F(Tool, InfoMeasuresAcrossBlocks)
@@ -108,8 +95,7 @@ TEST_F(Tool, InfoMeasuresAcrossBlocks)
         values[i] = 3277;
     }
     Put("long.wav", Wave_16(2, values));
-    const Result result = Run_Tool({"info", "long.wav"});
-    EXPECT_EQ(result.status, 0);
+    const Result result = Expect_Run({"info", "long.wav"}, 0, "");
     EXPECT_NE(result.out.find("long.wav         2       8000      200000   0:00:25.000   -20.00   "
                               "-43.01     0.00   -53.01\n"),
               std::string::npos)
@@ -119,40 +105,29 @@ TEST_F(Tool, InfoMeasuresAcrossBlocks)
 TEST_F(Tool, InfoShowsTheFilesBeforeTheOneThatStopsIt)
 {
     Put("good.wav", Wave_16(1, {1}));
-    const Result result = Run_Tool({"info", "good.wav", "missing.wav", "good.wav"});
-    EXPECT_EQ(result.status, 1);
+    const Result result = Expect_Run({"info", "good.wav", "missing.wav", "good.wav"}, 1,
+                                     Library_Report(14, Missing, "missing.wav"));
     EXPECT_NE(result.out.find("\ngood.wav "), std::string::npos) << result.out;
-    EXPECT_EQ(result.err, Library_Report(14, "Audiofile_Open_Read: Error opening ", "missing.wav"));
 }
 
 TEST_F(Tool, UnwritableStandardOutputIsStatus1)
 {
-    struct OutputCase {
-        const char* name;
-        std::function<void()> prepare;
-        const char* reason;
+    const auto pipe_without_reader = [] {
+        int ends[2] = {-1, -1};
+        if (pipe(ends) == 0) {
+            dup2(ends[1], STDOUT_FILENO);
+            close(ends[0]);
+        }
     };
-    const OutputCase cases[] = {
-        {"full device", [] { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); },
-         "ombrine: standard output: No space left on device\n"},
-        {"closed", [] { close(STDOUT_FILENO); }, "ombrine: standard output: Bad file descriptor\n"},
-        {"pipe without reader",
-         [] {
-             int ends[2] = {-1, -1};
-             if (pipe(ends) == 0) {
-                 dup2(ends[1], STDOUT_FILENO);
-                 close(ends[0]);
-             }
-         },
-         "ombrine: standard output: Broken pipe\n"},
+    const std::pair<Prepare, std::string> cases[] = {
+        {[] { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); }, "No space left on device"},
+        {[] { close(STDOUT_FILENO); }, "Bad file descriptor"},
+        {pipe_without_reader, "Broken pipe"},
     };
     Put("in.wav", Wave_16(1, {1, 2, 3}));
-    for (const OutputCase& c : cases) {
+    for (const auto& [prepare, reason] : cases) {
         for (const Arguments& arguments : {Arguments{"info", "in.wav"}, Arguments{"--help"}}) {
-            SCOPED_TRACE(testing::Message() << c.name << ", " << arguments[0]);
-            const Result result = Run_Tool(arguments, c.prepare);
-            EXPECT_EQ(result.status, 1);
-            EXPECT_EQ(result.err, c.reason);
+            Expect_Run(arguments, 1, "ombrine: standard output: " + reason + "\n", prepare);
         }
     }
 }
@@ -161,21 +136,14 @@ TEST_F(Tool, UnwritableStandardOutputIsStatus1)
 
 TEST_F(Tool, ProgressShowsOnATerminalForALongFile)
 {
-    struct ProgressCase {
-        const char* name;
-        uint64_t data_bytes;
-        bool shown;
-    };
-    const ProgressCase cases[] = {{"long", 40000000, true}, {"short", 400000, false}};
-    for (const ProgressCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        Put_Zeros("in.wav", 2, c.data_bytes);
+    for (const bool is_long : {true, false}) {
+        SCOPED_TRACE(is_long);
+        Put_Zeros("in.wav", 2, is_long ? 40000000 : 400000);
         const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
         ASSERT_GE(terminal, 0);
         ASSERT_EQ(grantpt(terminal), 0);
         ASSERT_EQ(unlockpt(terminal), 0);
-        const std::string name = ptsname(terminal);
-        const int other_end = open(name.c_str(), O_RDWR | O_NOCTTY);
+        const int other_end = open(ptsname(terminal), O_RDWR | O_NOCTTY);
         ASSERT_GE(other_end, 0);
         const pid_t process = Start(OMBRINE_TOOL, {"convert", "in.wav", "out.wav"},
                                     [=] { dup2(other_end, STDERR_FILENO); });
@@ -187,15 +155,14 @@ TEST_F(Tool, ProgressShowsOnATerminalForALongFile)
         }
         close(terminal);
         EXPECT_EQ(Finish(process).status, 0);
-        for (const size_t filled : {size_t{25}, size_t{50}}) {
-            std::string bar = "\r[";
-            bar.append(filled, '#').append(50 - filled, ' ');
-            bar += filled == 25 ? "]  50%\r" : "] 100%\r";
-            EXPECT_EQ(shown.find(bar) != std::string::npos, c.shown) << bar << shown;
+        const std::string half(25, '#');
+        for (const std::string& bar :
+             {"\r[" + half + std::string(25, ' ') + "]  50%\r", "\r[" + half + half + "] 100%\r"}) {
+            EXPECT_EQ(shown.find(bar) != std::string::npos, is_long) << bar << shown;
         }
         EXPECT_EQ(shown.find('\n'), std::string::npos);
 
-        EXPECT_EQ(Run_Tool({"convert", "in.wav", "out.wav"}).err, "") << "not a terminal";
+        Expect_Run({"convert", "in.wav", "out.wav"}, 0, ""); // not a terminal
     }
 }
 
@@ -204,25 +171,17 @@ TEST_F(Tool, MemoryDoesNotGrowWithTheFile)
     // Sanitizers and emulators take memory of their own: no more for a long file than for a short.
     const bool alone = !OMBRINE_SANITIZED && *OMBRINE_EMULATOR == '\0';
     const auto no_quarantine = [] { setenv("ASAN_OPTIONS", "quarantine_size_mb=0", 1); };
-    struct MemoryCase {
-        const char* name;
-        unsigned channels;
-    };
-    const MemoryCase cases[] = {{"mono", 1}, {"most channels", 65535}};
-    for (const MemoryCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        Put_Zeros("short.wav", c.channels, uint64_t{65535} * 160);
-        Put_Zeros("long.wav", c.channels, uint64_t{65535} * 1600);
-        for (const char* command : {"info", "convert"}) {
-            Arguments arguments = {command, "short.wav"};
-            if (arguments[0] == "convert") {
-                arguments.push_back("out.wav");
-            }
+    for (const unsigned channels : {1u, 65535u}) {
+        Put_Zeros("short.wav", channels, uint64_t{65535} * 160);
+        Put_Zeros("long.wav", channels, uint64_t{65535} * 1600);
+        for (Arguments arguments : {Arguments{"info", ""}, Arguments{"convert", "", "out.wav"}}) {
+            arguments[1] = "short.wav";
             const Result least = Run_Tool(arguments, no_quarantine);
             arguments[1] = "long.wav";
             const Result result = Run_Tool(arguments, no_quarantine);
             EXPECT_EQ(result.status, 0) << result.err;
-            EXPECT_LT(result.peak_kib, alone ? 32 * 1024 : least.peak_kib + 8 * 1024) << command;
+            EXPECT_LT(result.peak_kib, alone ? 32 * 1024 : least.peak_kib + 8 * 1024)
+                << arguments[0] << ", channels: " << channels;
         }
         EXPECT_EQ(fs::file_size(Path("out.wav")), fs::file_size(Path("long.wav")));
     }
@@ -230,31 +189,17 @@ TEST_F(Tool, MemoryDoesNotGrowWithTheFile)
 
 // ---- The README's example ----
 
-struct Example : Tool {
-};
-
-TEST_F(Example, StandsInTheReadmeAsItIs)
+TEST_F(Tool, ExampleStandsInTheReadmeAsItIs)
 {
-    std::ifstream readme(OMBRINE_README);
-    ASSERT_TRUE(readme.is_open()) << OMBRINE_README;
-    std::string block;
-    bool inside = false;
-    for (std::string line; std::getline(readme, line);) {
-        if (inside && line == "```") {
-            break;
-        }
-        if (inside) {
-            block += line + "\n";
-        }
-        inside = inside || line == "```c";
-    }
-    std::ifstream file(OMBRINE_EXAMPLE_SOURCE);
-    const std::string source{std::istreambuf_iterator<char>(file), {}};
+    const std::string readme = Get(OMBRINE_README);
+    const std::string source = Get(OMBRINE_EXAMPLE_SOURCE);
+    const size_t fence = readme.find("\n```c\n");
+    ASSERT_NE(fence, std::string::npos) << OMBRINE_README;
     EXPECT_NE(source, "");
-    EXPECT_EQ(block, source);
+    EXPECT_EQ(readme.substr(fence + 6, readme.find("\n```\n", fence) - fence - 5), source);
 }
 
-TEST_F(Example, ReadsTheFirstFrames)
+TEST_F(Tool, ExampleReadsTheFirstFrames)
 {
     std::vector<int> values(3000, 100);
     values.front() = -16384;
@@ -266,5 +211,5 @@ TEST_F(Example, ReadsTheFirstFrames)
 
     const Result missing = Finish(Start(OMBRINE_EXAMPLE, {"no.wav"}));
     EXPECT_EQ(missing.status, 1);
-    EXPECT_EQ(missing.err, Library_Report(14, "Audiofile_Open_Read: Error opening ", "no.wav"));
+    EXPECT_EQ(missing.err, Library_Report(14, Missing, "no.wav"));
 }

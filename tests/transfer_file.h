@@ -4,8 +4,16 @@
 #include "tests/plain_formats.h"
 
 #include <gtest/gtest.h>
+#include <numeric>
 
 using Reports = std::vector<std::string>;
+
+inline Words Counting_Words(int64_t first, uint64_t count)
+{
+    Words words(count);
+    std::iota(words.begin(), words.end(), first);
+    return words;
+}
 
 // A file opened for one test. The record comes uncleared.
 struct TransferFile {
@@ -61,3 +69,20 @@ struct TransferFile {
         return put;
     }
 };
+
+// One call: 'R' reads count values, 'W' writes as many, 'B' rewinds, 'F' forwards to the last of
+// count frames.
+inline void Take_Step(RecordingObject* object, AudiofileHandle* handle, char step, uint64_t count)
+{
+    int64_t words[2] = {7, 7};
+    uint64_t moved = 0;
+    if (step == 'R') {
+        Audiofile_Read(&object->header, handle, words, count, &moved);
+    } else if (step == 'W') {
+        Audiofile_Write_LONG(&object->header, handle, words, count, &moved);
+    } else if (step == 'B') {
+        Audiofile_Rewind(&object->header, handle);
+    } else {
+        Audiofile_Forward(&object->header, handle, count - 1);
+    }
+}

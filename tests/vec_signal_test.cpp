@@ -5,27 +5,27 @@
 
 static ObjectHeader Object = Make_Object();
 
+using namespace Plain;
+
 // ---- Interpolation ----
 
 // Input by input into a cleared output, as the operation is told.
 static std::vector<float> Interpolate(int n, int L, const float* src)
 {
-    const int H = 4 * L - 1;
-    const int M = n * L;
-    std::vector<float> taps(static_cast<size_t>(8 * L - 1));
-    const float w1 = 3.1415927f / static_cast<float>(L);
-    const float w2 = 6.2831855f / static_cast<float>(8 * L);
+    std::vector<float> taps(8 * L);
     for (int t = 1; t < 8 * L; t++) {
-        const float x = static_cast<float>(t - 4 * L) * w1;
+        const float x = static_cast<float>(t - 4 * L) * (3.1415927f / static_cast<float>(L));
         const float s = std::fabs(x) < 1e-9f ? 0.5f : (sinf(x) / x) * 0.5f;
-        taps[static_cast<size_t>(t - 1)] = (1.0f - cosf(static_cast<float>(t) * w2)) * s;
+        taps[t] =
+            (1.0f - cosf(static_cast<float>(t) * (6.2831855f / static_cast<float>(8 * L)))) * s;
     }
-    std::vector<float> dst(static_cast<size_t>(M), 0.0f);
+    std::vector<float> dst(n * L, 0.0f);
     for (int k = 0; k < n; k++) {
-        const int c = L * k;
-        for (int j = std::max(c - H, 0); j <= std::min(c + H, M - 1); j++) {
-            const size_t at = static_cast<size_t>(j);
-            dst[at] = std::fma(taps[static_cast<size_t>(j - c + H)], src[k], dst[at]);
+        for (int t = 1; t < 8 * L; t++) {
+            const int j = L * k + t - 4 * L;
+            if (j >= 0 && j < n * L) {
+                dst[j] = std::fma(taps[t], src[k], dst[j]);
+            }
         }
     }
     return dst;
@@ -33,21 +33,18 @@ static std::vector<float> Interpolate(int n, int L, const float* src)
 
 TEST(VecInterpolate, EqualsTheLiteralLoop)
 {
-    Random random = {41};
+    const std::vector<uint32_t> lengths = {0,  1,  2,  3,  4,  5,  7,  8,  10,
+                                           11, 12, 14, 15, 16, 19, 20, 31, 100};
     for (const int L : {1, 2, 3, 4, 5, 7, 8, 13}) {
-        for (const int n : {0, 1, 2, 3, 4, 5, 7, 8, 10, 11, 12, 14, 15, 16, 19, 20, 31, 100}) {
-            for (const Content content : {Ordinary, Special, Any_Bits}) {
-                SCOPED_TRACE(testing::Message()
-                             << "L " << L << ", n " << n << ", content " << content);
-                Guarded src(static_cast<size_t>(n), 4);
-                Guarded dst(static_cast<size_t>(n * L), 4);
-                src.Fill(Make_Floats(&random, src.n, content));
-                const std::vector<float> expected = Interpolate(n, L, src.data);
-                VEC_Interpolate_Sinc(&Object, src.n, L, src.data, dst.data);
-                EXPECT_TRUE(Same_Floats(expected.data(), dst.data, dst.n));
-                EXPECT_TRUE(dst.Guards_Whole());
-            }
-        }
+        SCOPED_TRACE(L);
+        Each_Content(lengths, 41 + L, [L](uint32_t n, auto make) {
+            const Guarded src(make(n), 4);
+            Guarded dst(n * L, 4);
+            const std::vector<float> expected = Interpolate(static_cast<int>(n), L, src.data);
+            VEC_Interpolate_Sinc(&Object, n, L, src.data, dst.data);
+            EXPECT_TRUE(Same_Floats(expected.data(), dst.data, dst.n));
+            EXPECT_TRUE(dst.Guards_Whole());
+        });
     }
 }
 
@@ -75,33 +72,23 @@ TEST(VecInterpolate, KeepsTheInputsAndInterpolatesBetween)
 
 // ---- Order ----
 
-struct RotateCase {
-    const char* name;
-    int32_t shift;
-    std::vector<float> result;
-};
-static const RotateCase Rotate_Cases[] = {
-    {"up", 2, {4, 5, 1, 2, 3}},
-    {"down", -2, {3, 4, 5, 1, 2}},
-    {"up by more than n", 7, {4, 5, 1, 2, 3}},
-    {"up by n", 5, {1, 2, 3, 4, 5}},
-    {"down by n", -5, {1, 2, 3, 4, 5}},
-    {"down by more than n", -7, {3, 4, 5, 1, 2}},
-    {"nothing", 0, {1, 2, 3, 4, 5}},
-    {"up by one", 1, {5, 1, 2, 3, 4}},
-    {"down by one", -1, {2, 3, 4, 5, 1}},
-};
-
 TEST(VecRotate, KnownAnswers)
 {
-    for (const RotateCase& c : Rotate_Cases) {
-        SCOPED_TRACE(c.name);
-        Guarded v(5, 0);
-        v.Fill({1, 2, 3, 4, 5});
-        VEC_Rotate(&Object, 5, c.shift, v.data);
-        EXPECT_EQ(v.Values(), c.result);
-        EXPECT_TRUE(v.Guards_Whole());
-    }
+    const auto check = [](const char* name, int32_t shift, const std::vector<float>& result) {
+        const Guarded v({1, 2, 3, 4, 5}, 0);
+        VEC_Rotate(&Object, 5, shift, v.data);
+        EXPECT_EQ(v.Values(), result) << name;
+        EXPECT_TRUE(v.Guards_Whole()) << name;
+    };
+    check("up", 2, {4, 5, 1, 2, 3});
+    check("down", -2, {3, 4, 5, 1, 2});
+    check("up by more than n", 7, {4, 5, 1, 2, 3});
+    check("up by n", 5, {1, 2, 3, 4, 5});
+    check("down by n", -5, {1, 2, 3, 4, 5});
+    check("down by more than n", -7, {3, 4, 5, 1, 2});
+    check("nothing", 0, {1, 2, 3, 4, 5});
+    check("up by one", 1, {5, 1, 2, 3, 4});
+    check("down by one", -1, {2, 3, 4, 5, 1});
     VEC_Rotate(nullptr, 0, 0, nullptr); // takes no memory
     VEC_Rotate(nullptr, 0, 3, nullptr);
 }
@@ -116,8 +103,7 @@ TEST(VecReverse, KnownAnswers)
         Guarded dst(n, 0);
         VEC_Reverse(&Object, n, values.data(), dst.data);
         EXPECT_EQ(dst.Values(), expected);
-        Guarded v(n, 0);
-        v.Fill(values);
+        const Guarded v(values, 0);
         VEC_Reverse(&Object, n, v.data, v.data);
         EXPECT_EQ(v.Values(), expected) << "one array";
         VEC_Reverse_InPlace(&Object, n, v.data);
@@ -138,18 +124,37 @@ TEST(VecCorrelation, KnownAnswers)
         for (float& value : minus) {
             value = -2.0f * value + 1.0f;
         }
-        const std::vector<float> constant(n, 3.0f);
-        float out = 99.0f;
-        VEC_Correlation(&Object, n, p.data(), p.data(), &out);
-        EXPECT_NEAR(out, 1.0f, 1e-6f); // a few float roundings
-        VEC_Correlation(&Object, n, p.data(), minus.data(), &out);
-        EXPECT_NEAR(out, -1.0f, 1e-6f);
-        VEC_Correlation(&Object, n, p.data(), constant.data(), &out);
-        EXPECT_EQ(out, 0.0f);
+        float out[3] = {99.0f, 99.0f, 99.0f};
+        VEC_Correlation(&Object, n, p.data(), p.data(), &out[0]);
+        VEC_Correlation(&Object, n, p.data(), minus.data(), &out[1]);
+        VEC_Correlation(&Object, n, p.data(), std::vector<float>(n, 3.0f).data(), &out[2]);
+        EXPECT_NEAR(out[0], 1.0f, 1e-6f); // a few float roundings
+        EXPECT_NEAR(out[1], -1.0f, 1e-6f);
+        EXPECT_EQ(out[2], 0.0f);
     }
     float out = 99.0f;
     VEC_Correlation(&Object, 0, nullptr, nullptr, &out);
     EXPECT_EQ(out, 0.0f);
+}
+
+static float Dot(const std::vector<float>& a, const std::vector<float>& b)
+{
+    return Add_Up(a.size(), true, [&](float s, size_t i) { return std::fma(a[i], b[i], s); });
+}
+
+// Less its mean, whose sum may be split, and scaled to energy 1.
+static std::vector<float> Unit(std::vector<float> v, bool split)
+{
+    const float sum = Add_Up(v.size(), split, [&](float s, size_t i) { return s + v[i]; });
+    const float mean = sum / static_cast<float>(v.size());
+    for (float& value : v) {
+        value -= mean;
+    }
+    const float scale = 1.0f / std::sqrt(Dot(v, v));
+    for (float& value : v) {
+        value *= scale;
+    }
+    return v;
 }
 
 TEST(VecCorrelation, KeepsItsSteps)
@@ -157,48 +162,9 @@ TEST(VecCorrelation, KeepsItsSteps)
     Random random = {44};
     for (const size_t n : {3u, 4u, 37u, 256u}) {
         SCOPED_TRACE(n);
-        Guarded p(n, 0);
-        Guarded q(n, 4); // its mean runs in order, what is made from it in four sums
-        p.Fill(Make_Floats(&random, n, Ordinary));
-        q.Fill(Make_Floats(&random, n, Ordinary));
-        std::vector<float> unit[2];
-        for (int side = 0; side < 2; side++) {
-            const Guarded& from = side == 0 ? p : q;
-            float sums[4] = {};
-            const size_t whole = side == 0 ? n / 4 * 4 : 0;
-            for (size_t i = 0; i < whole; i++) {
-                sums[i % 4] += from.data[i];
-            }
-            float sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
-            for (size_t i = whole; i < n; i++) {
-                sum += from.data[i];
-            }
-            const float mean = sum / static_cast<float>(n);
-            float squares[4] = {};
-            unit[side].resize(n);
-            for (size_t i = 0; i < n; i++) {
-                unit[side][i] = from.data[i] - mean;
-            }
-            for (size_t i = 0; i < n / 4 * 4; i++) {
-                squares[i % 4] = std::fma(unit[side][i], unit[side][i], squares[i % 4]);
-            }
-            float energy = (squares[0] + squares[1]) + (squares[2] + squares[3]);
-            for (size_t i = n / 4 * 4; i < n; i++) {
-                energy = std::fma(unit[side][i], unit[side][i], energy);
-            }
-            const float scale = 1.0f / std::sqrt(energy);
-            for (float& value : unit[side]) {
-                value *= scale;
-            }
-        }
-        float products[4] = {};
-        for (size_t i = 0; i < n / 4 * 4; i++) {
-            products[i % 4] = std::fma(unit[0][i], unit[1][i], products[i % 4]);
-        }
-        float expected = (products[0] + products[1]) + (products[2] + products[3]);
-        for (size_t i = n / 4 * 4; i < n; i++) {
-            expected = std::fma(unit[0][i], unit[1][i], expected);
-        }
+        const Guarded p(Make_Floats(&random, n, Ordinary), 0);
+        const Guarded q(Make_Floats(&random, n, Ordinary), 4); // its mean runs in order
+        const float expected = Dot(Unit(p.Values(), true), Unit(q.Values(), false));
         float out = 99.0f;
         VEC_Correlation(&Object, n, p.data, q.data, &out);
         EXPECT_EQ(Bits(out), Bits(expected)) << out << " and " << expected;

@@ -73,6 +73,11 @@ struct Guarded {
         const uintptr_t start = reinterpret_cast<uintptr_t>(storage.data() + Guard_Floats);
         data = storage.data() + Guard_Floats + ((16 - start % 16) % 16 + off_bytes) / sizeof(float);
     }
+    Guarded(const std::vector<float>& values, unsigned off_bytes)
+        : Guarded(values.size(), off_bytes)
+    {
+        Fill(values);
+    }
     Guarded(const Guarded&) = delete;
 
     void Fill(const std::vector<float>& values)
@@ -131,4 +136,160 @@ inline ObjectHeader Make_Object()
     ObjectHeader object = OBJ_Template;
     object.name = "VECTOR";
     return object;
+}
+
+// check(n, make) at each length and content; make(count) gives random floats of that content.
+template <class Check>
+void Each_Content(const std::vector<uint32_t>& lengths, uint64_t seed, Check check)
+{
+    Random random = {seed};
+    for (const uint32_t n : lengths) {
+        for (const Content content : {Ordinary, Special, Any_Bits}) {
+            SCOPED_TRACE(testing::Message() << "n " << n << ", content " << content);
+            check(n, [&](size_t count) { return Make_Floats(&random, count, content); });
+        }
+    }
+}
+
+// Plain definitions, after the arithmetic of 64-bit Arm under flush-to-zero.
+namespace Plain
+{
+inline constexpr float Inf = std::numeric_limits<float>::infinity();
+inline constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+
+inline float Flush(float a)
+{
+    return (Bits(a) & 0x7F800000) == 0 ? From_Bits(Bits(a) & 0x80000000) : a;
+}
+
+inline float Larger(float a, float b)
+{
+    if (a != a || b != b) {
+        return NaN;
+    }
+    a = Flush(a);
+    b = Flush(b);
+    return a > b || (a == b && !std::signbit(a)) ? a : b;
+}
+
+inline float Smaller(float a, float b)
+{
+    return -Larger(-a, -b);
+}
+
+// A quiet NaN loses to a number.
+inline float Larger_Number(float a, float b)
+{
+    const auto is_signalling = [](float x) { return x != x && (Bits(x) & 0x00400000) == 0; };
+    if (is_signalling(a) || is_signalling(b) || (a != a && b != b)) {
+        return NaN;
+    }
+    return a != a ? Flush(b) : b != b ? Flush(a) : Larger(a, b);
+}
+
+inline float Smaller_Number(float a, float b)
+{
+    return -Larger_Number(-a, -b);
+}
+
+// FPRecipEstimate of the Arm architecture for a 32-bit operand with FPCR.FZ set.
+inline float Recip_Estimate(float a)
+{
+    const uint32_t sign = Bits(a) & 0x80000000;
+    const uint32_t exponent = Bits(a) >> 23 & 0xFF;
+    if (a != a) {
+        return From_Bits(Bits(a) | 0x00400000);
+    }
+    if (exponent == 0 || exponent >= 253) { // 253: 2^126 and above
+        return From_Bits(exponent == 0 ? sign | 0x7F800000 : sign);
+    }
+    const uint32_t scaled = 256 + (Bits(a) >> 15 & 0xFF);
+    const uint32_t inverse = ((1u << 19) / (scaled * 2 + 1) + 1) / 2;
+    return From_Bits(sign | (253 - exponent) << 23 | (inverse & 0xFF) << 15);
+}
+
+// add(sum, i) for each i below n: one by one, or split into four sums and the rest one by one.
+template <class Add> float Add_Up(size_t n, bool split, Add add)
+{
+    const size_t whole = split ? n / 4 * 4 : 0;
+    float p[4] = {};
+    for (size_t i = 0; i < whole; i++) {
+        p[i % 4] = add(p[i % 4], i);
+    }
+    float sum = (p[0] + p[1]) + (p[2] + p[3]);
+    for (size_t i = whole; i < n; i++) {
+        sum = add(sum, i);
+    }
+    return sum;
+}
+} // namespace Plain
+
+// ---- Element-wise functions against a plain loop ----
+
+struct EachInput {
+    float a, b, dst, s, t;
+};
+
+struct EachCase {
+    const char* name;
+    void (*run)(uint32_t n, const float* a, const float* b, float* dst, float s, float t);
+    float (*one)(EachInput x);
+};
+
+// Calls with those arguments that the function takes.
+template <auto Function>
+void Run_Each(uint32_t n, const float* a, const float* b, float* dst, float s, float t)
+{
+    static ObjectHeader object = Make_Object();
+    if constexpr (requires { Function(n, a, dst); }) {
+        Function(n, a, dst);
+    } else if constexpr (requires { Function(&object, n, dst); }) {
+        Function(&object, n, dst);
+    } else if constexpr (requires { Function(&object, n, dst, s); }) {
+        Function(&object, n, dst, s);
+    } else if constexpr (requires { Function(&object, n, a, dst); }) {
+        Function(&object, n, a, dst);
+    } else if constexpr (requires { Function(&object, n, a, dst, s); }) {
+        Function(&object, n, a, dst, s);
+    } else if constexpr (requires { Function(&object, n, a, dst, s, t); }) {
+        Function(&object, n, a, dst, s, t);
+    } else if constexpr (requires { Function(&object, n, a, dst, s, nullptr); }) {
+        Function(&object, n, a, dst, s, nullptr);
+    } else if constexpr (requires { Function(&object, n, a, b, dst); }) {
+        Function(&object, n, a, b, dst);
+    } else {
+        Function(&object, n, a, b, dst, s);
+    }
+}
+
+// Arrays at several bytes off the boundary; one array may stand in two places. The sources stay as
+// they are, and nothing is written outside the destination.
+inline void Check_Each(const EachCase& c, float s, float t, uint64_t seed)
+{
+    enum Place { All_Apart, Dst_Is_A, Dst_Is_B, A_Is_B };
+    const unsigned offs[][3] = {{0, 0, 0}, {4, 0, 0}, {0, 12, 0}, {0, 0, 8}, {4, 0, 4}, {4, 4, 4}};
+    for (size_t k = 0; k < std::size(offs) * 4 && !testing::Test::HasFailure(); k++) {
+        const unsigned* off = offs[k / 4];
+        const Place place = static_cast<Place>(k % 4);
+        SCOPED_TRACE(testing::Message() << c.name << ", bytes off " << off[0] << " " << off[1]
+                                        << " " << off[2] << ", place " << place << ", s " << s);
+        Each_Content(Lengths, seed + k, [&](uint32_t n, auto make) {
+            Guarded a(make(n), off[0]);
+            Guarded b(make(n), off[1]);
+            Guarded dst(make(n), off[2]);
+            float* const to = place == Dst_Is_A ? a.data : place == Dst_Is_B ? b.data : dst.data;
+            const float* const second = place == A_Is_B ? a.data : b.data;
+            std::vector<float> expected(n);
+            for (uint32_t i = 0; i < n; i++) {
+                expected[i] = c.one({a.data[i], second[i], to[i], s, t});
+            }
+            const std::vector<float> old_a = a.Values();
+            c.run(n, a.data, second, to, s, t);
+            EXPECT_TRUE(Same_Floats(expected.data(), to, n));
+            if (to != a.data && n != 0) {
+                EXPECT_EQ(memcmp(old_a.data(), a.data, n * sizeof(float)), 0) << "source changed";
+            }
+            EXPECT_TRUE(a.Guards_Whole() && b.Guards_Whole() && dst.Guards_Whole());
+        });
+    }
 }
