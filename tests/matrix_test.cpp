@@ -67,7 +67,9 @@ static void Check_Rows(const char* name, auto run, float (*element)(float a, flo
     SCOPED_TRACE(name);
     static Random random = {1};
     static const uint64_t sizes[][2] = {{0, 3}, {3, 0}, {1, 1}, {3, 37}, {5, 8}};
-    for (const auto& [rows, columns] : sizes) {
+    for (const uint64_t(&size)[2] : sizes) {
+        const uint64_t rows = size[0];
+        const uint64_t columns = size[1];
         Matrix a(rows, columns);
         Matrix b(rows, columns, 4);
         Matrix c(rows, columns);

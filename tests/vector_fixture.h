@@ -61,7 +61,7 @@ inline testing::AssertionResult Same_Floats(const float* expected, const float* 
 // put it that far behind one.
 struct Guarded {
     static constexpr size_t Guard_Floats = 40;
-    static constexpr uint32_t Guard_Bits = 0x7FC0DEAD;
+    static constexpr uint32_t Guard_Bits = 0x7FA0DEAD; // a signalling NaN: arithmetic on it shows
 
     std::vector<float> storage;
     float* data;
