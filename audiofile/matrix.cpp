@@ -6,6 +6,7 @@
 #include "audiofile/codecs.h"
 #include "audiofile/matrix_convert.h"
 #include "audiofile/report.h"
+#include "frame/size.h"
 
 #include <cstring>
 #include <numeric>
@@ -30,16 +31,9 @@ static const MatrixFormat* Find_Format(uint32_t format)
     return format >= INT8 && format <= FLOAT32 ? &Formats[format - INT8] : nullptr;
 }
 
-static uint64_t Saturating_Product(uint64_t a, uint64_t b)
-{
-    uint64_t product = 0;
-    return __builtin_mul_overflow(a, b, &product) ? UINT64_MAX : product;
-}
-
-// A count whose size in bytes does not fit asks for what no allocator can give.
 static int64_t* Take_Words(ObjectHeader* object, uint64_t count)
 {
-    return static_cast<int64_t*>(OBJ_Malloc_T(object, Saturating_Product(count, sizeof(int64_t))));
+    return static_cast<int64_t*>(OBJ_Malloc_T(object, Size_Product(count, sizeof(int64_t))));
 }
 
 // Words of one tile of a transfer of count words: whole passes of the codec and whole frames, so
@@ -53,8 +47,7 @@ static uint64_t Tile_Size(const AudiofileHandle* handle, uint64_t count)
     if (handle->mode == OM_READ_WRITE || pass == 0 || handle->channels == 0) {
         return count;
     }
-    const uint64_t unit =
-        Saturating_Product(pass, handle->channels / std::gcd(pass, handle->channels));
+    const uint64_t unit = Size_Product(pass, handle->channels / std::gcd(pass, handle->channels));
     const uint64_t tile = unit < Tile_Words ? Tile_Words / unit * unit : unit;
     return tile < count ? tile : count;
 }
@@ -69,7 +62,7 @@ void Audiofile_RdMatrix_FLOAT(ObjectHeader* object, AudiofileHandle* handle,
         return;
     }
     const uint64_t channels = handle->channels;
-    const uint64_t count = Saturating_Product(channels, frames);
+    const uint64_t count = Size_Product(channels, frames);
     int64_t* words = Take_Words(object, count);
     const MatrixFormat* format = Find_Format(handle->format);
     const float factor = format != nullptr ? format->read_factor * scale : 0.0f;
@@ -113,7 +106,7 @@ void Audiofile_WrMatrix_FLOAT(ObjectHeader* object, AudiofileHandle* handle,
         return;
     }
     const uint64_t channels = handle->channels;
-    const uint64_t count = Saturating_Product(channels, frames);
+    const uint64_t count = Size_Product(channels, frames);
     int64_t* words = Take_Words(object, count);
     const MatrixFormat* format = Find_Format(handle->format);
     if (format == nullptr) {

@@ -4,6 +4,7 @@
 #include "audiofile/file_access.h"
 #include "audiofile/report.h"
 #include "audiofile/stream.h"
+#include "frame/size.h"
 
 #include <cstring>
 
@@ -71,16 +72,11 @@ void Audiofile_Forward(ObjectHeader* object, AudiofileHandle* handle, uint64_t f
     if (!LF_Is_Open(handle, OM_READ, OM_READ)) {
         LF_Refuse_Handle(object, handle, 15, "Audiofile_Forward: File is not opened for reading ");
     }
-    uint64_t place = 0;
-    if (__builtin_mul_overflow(handle->channels, frames, &place)) {
-        place = UINT64_MAX;
-    }
+    const uint64_t place = Size_Product(handle->channels, frames);
     handle->position = place;
-    uint64_t offset = 0;
-    const bool too_far = __builtin_mul_overflow(place, handle->bytes_per_sample, &offset) ||
-                         offset > Farthest_Idle_Place;
+    uint64_t offset = Size_Product(place, handle->bytes_per_sample);
     // Nothing is read from beyond the end, so the stream need not go where no file system can.
-    if (place >= handle->samples && too_far) {
+    if (place >= handle->samples && offset > Farthest_Idle_Place) {
         offset = 0;
     }
     FileAccess_FSEEK(object, handle, static_cast<int64_t>(handle->data_start + offset));

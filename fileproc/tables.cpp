@@ -1,6 +1,7 @@
 // Coefficients and matrices of numbers, whole files at once.
 #include "fileproc/tables.h"
 
+#include "frame/size.h"
 #include "matrix/mat.h"
 #include "vector/vec.h"
 
@@ -26,11 +27,7 @@ void Table_Close(ObjectHeader* object, FILE* stream, const char* text, const cha
 
 float* Table_Scratch(ObjectHeader* object, uint64_t count)
 {
-    uint64_t bytes;
-    if (__builtin_mul_overflow(count, sizeof(float), &bytes)) {
-        bytes = UINT64_MAX; // counts as exhausted memory
-    }
-    return static_cast<float*>(OBJ_Malloc_T(object, bytes));
+    return static_cast<float*>(OBJ_Malloc_T(object, Size_Product(count, sizeof(float))));
 }
 
 // ---- Coefficients ----

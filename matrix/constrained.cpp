@@ -1,6 +1,7 @@
 // The constrained solver: set-up, feasible start and end of a call, and the least-squares entry.
 #include "matrix/constrained.h"
 
+#include "frame/size.h"
 #include "vector/kern.h"
 #include "vector/simd_float.h"
 
@@ -66,8 +67,8 @@ static uint64_t Stacked_Rows(const Problem& problem)
     if (problem.A == nullptr || problem.b == nullptr) {
         return 0;
     }
-    return problem.nc + (problem.lb == nullptr ? 0 : problem.n) +
-           (problem.ub == nullptr ? 0 : problem.n);
+    return Size_Sum(problem.nc, Size_Sum(problem.lb == nullptr ? 0 : problem.n,
+                                         problem.ub == nullptr ? 0 : problem.n));
 }
 
 // What the work matrices hold no room for, and the third kind of problem, which has no direction.
@@ -294,10 +295,11 @@ void MAT_LeastSquares_Constrained(ObjectHeader* object, uint64_t m, uint64_t n,
                                   const float* const* Aeq, const float* beq, const float* lb,
                                   const float* ub, float* x)
 {
+    const uint64_t rows = Size_Sum(ne, ni);
     Scratch measured = {};
-    Lay_Out_Stacked(&measured, ne + ni, n);
+    Lay_Out_Stacked(&measured, rows, n);
     Scratch scratch = Scratch_Allocate(object, measured);
-    const Stacked stacked = Lay_Out_Stacked(&scratch, ne + ni, n);
+    const Stacked stacked = Lay_Out_Stacked(&scratch, rows, n);
     MAT_Copy(object, ne, n, Aeq, stacked.A);
     MAT_Copy(object, ni, n, Ain, stacked.A + ne);
     for (uint64_t i = 0; i < ne; i++) {
@@ -306,6 +308,6 @@ void MAT_LeastSquares_Constrained(ObjectHeader* object, uint64_t m, uint64_t n,
     for (uint64_t i = 0; i < ni; i++) {
         stacked.b[ne + i] = bin[i];
     }
-    MAT_Solve_Constrained(object, m, n, H, f, ne + ni, n, stacked.A, stacked.b, lb, ub, ne, 1, x);
+    MAT_Solve_Constrained(object, m, n, H, f, rows, n, stacked.A, stacked.b, lb, ub, ne, 1, x);
     OBJ_Free_T(object, scratch.block);
 }

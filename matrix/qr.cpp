@@ -4,6 +4,7 @@
 #include "matrix/direct.h"
 #include "matrix/mat.h"
 
+#include "frame/size.h"
 #include "vector/simd_float.h"
 
 // ---- One reflection ----
@@ -164,15 +165,10 @@ void Direct_QR(uint64_t rows, uint64_t cols, const float* const* a, float** q, f
     Turn_Round(rows, q);
 }
 
-static uint64_t Floats(uint64_t count)
-{
-    return count > UINT64_MAX / sizeof(float) ? UINT64_MAX : count * sizeof(float);
-}
-
 void MAT_QR(ObjectHeader* object, uint64_t rows, uint64_t cols, const float* const* a, float** q,
             float** r)
 {
-    float* v = static_cast<float*>(OBJ_Malloc_T(object, Floats(rows)));
+    float* v = static_cast<float*>(OBJ_Malloc_T(object, Size_Product(rows, sizeof(float))));
     Direct_QR(rows, cols, a, q, r, v);
     OBJ_Free_T(object, v);
 }

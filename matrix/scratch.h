@@ -9,7 +9,6 @@
 struct Scratch {
     char* block; // null while measuring
     uint64_t used;
-    bool too_large; // beyond 64 bits
 };
 
 // A column matrix whose elements lie side by side.

@@ -1,6 +1,7 @@
 // Storage and row-wise operations behind matrix/mat.h.
 #include "matrix/mat.h"
 
+#include "frame/size.h"
 #include "vector/kern.h"
 #include "vector/vec.h"
 
@@ -15,20 +16,14 @@ struct MemoryClass {
 static constexpr MemoryClass Persistent = {OBJ_Malloc_C, OBJ_Free_C};
 static constexpr MemoryClass Temporary = {OBJ_Malloc_T, OBJ_Free_T};
 
-// A product beyond 64 bits counts as more memory than there is.
-static uint64_t Size_Of(uint64_t count, uint64_t bytes)
-{
-    return count > UINT64_MAX / bytes ? UINT64_MAX : count * bytes;
-}
-
 // out and the rows are written as plain pointers of any type.
 static void Allocate(const MemoryClass& memory, ObjectHeader* object, uint64_t rows,
                      uint64_t columns, uint64_t width, void* out)
 {
-    void** array = static_cast<void**>(memory.take(object, Size_Of(rows, sizeof(void*))));
+    void** array = static_cast<void**>(memory.take(object, Size_Product(rows, sizeof(void*))));
     memcpy(out, &array, sizeof array);
     for (uint64_t i = 0; i < rows; i++) {
-        array[i] = memory.take(object, Size_Of(columns, width));
+        array[i] = memory.take(object, Size_Product(columns, width));
     }
 }
 

@@ -1,6 +1,8 @@
 // The block of filter sections behind spectrum/filter_sections.h.
 #include "spectrum/filter_sections.h"
 
+#include "frame/size.h"
+
 #include <cstring>
 
 static_assert(sizeof(FilterSections) == 24);
@@ -18,12 +20,8 @@ static inline uint64_t Set_Bytes(uint32_t S, uint32_t F)
 
 uint64_t FilterSections_Size(uint32_t S, uint32_t F, uint32_t G)
 {
-    uint64_t bytes;
-    if (__builtin_mul_overflow(Set_Bytes(S, F), uint64_t{G}, &bytes) ||
-        __builtin_add_overflow(bytes, sizeof(FilterSections) + Coefficient_Bytes(S, F), &bytes)) {
-        return UINT64_MAX;
-    }
-    return bytes;
+    return Size_Sum(Size_Product(Set_Bytes(S, F), G),
+                    sizeof(FilterSections) + Coefficient_Bytes(S, F));
 }
 
 void FilterSections_Init(uint32_t S, uint32_t F, uint32_t G, void* block)

@@ -40,22 +40,59 @@ TEST(MatStorage, RowsAreAlignedWholeAndGivenBack)
     Check_Storage<int16_t>("T_16", MAT_Alloc_T_16, MAT_Free_T_16);
 }
 
+struct OversizeRow {
+    const char* name;
+    void (*run)(ObjectHeader* object);
+    const char* report = "3,2: OBJ_Malloc_T: Out of temp. memory";
+};
+
+static float **Out, *Pair[2], Floats[2];
+
+static const OversizeRow Oversize_Rows[] = {
+    {"rows, persistent", [](auto* o) { MAT_Alloc_C(o, UINT64_MAX / 8 + 2, 1, &Out); },
+     "3,10: OBJ_Malloc_C: Out of Memory"},
+    {"columns, persistent", [](auto* o) { MAT_Alloc_C(o, 1, UINT64_MAX / 4 + 2, &Out); },
+     "3,10: OBJ_Malloc_C: Out of Memory"},
+    {"rows, temporary", [](auto* o) { MAT_Alloc_T(o, UINT64_MAX / 8 + 2, 1, &Out); }},
+    {"columns, temporary", [](auto* o) { MAT_Alloc_T(o, 1, UINT64_MAX / 4 + 2, &Out); }},
+    {"work vector", [](auto* o) { MAT_QR(o, uint64_t{1} << 62, 1, Pair, Pair, Pair); }},
+    {"scratch matrix",
+     [](auto* o) { MAT_LeastSquares(o, uint64_t{1} << 62, 1, Pair, Pair, Pair); }},
+    {"stride of a row",
+     [](auto* o) {
+         MAT_LeastSquares_Constrained(o, 2, UINT64_MAX, Pair, Floats, 1, Pair, Floats, 0, nullptr,
+                                      nullptr, nullptr, nullptr, Floats);
+     }},
+    {"rows of a stride",
+     [](auto* o) {
+         MAT_LeastSquares_Constrained(o, 2, uint64_t{1} << 62, Pair, Floats, 4, Pair, Floats, 0,
+                                      nullptr, nullptr, nullptr, nullptr, Floats);
+     }},
+    {"rows with one set of bounds",
+     [](auto* o) {
+         MAT_Solve_Constrained(o, 2, 2, Pair, Floats, UINT64_MAX, 2, Pair, Floats, Floats, nullptr,
+                               0, 1, Floats);
+     }},
+    {"rows with both",
+     [](auto* o) {
+         MAT_Solve_Constrained(o, 2, 2, Pair, Floats, UINT64_MAX - 1, 2, Pair, Floats, Floats,
+                               Floats, 0, 1, Floats);
+     }},
+    {"equalities and inequalities",
+     [](auto* o) {
+         MAT_LeastSquares_Constrained(o, 2, 2, Pair, Floats, uint64_t{1} << 63, Pair, Floats,
+                                      uint64_t{1} << 63, Pair, Floats, nullptr, nullptr, Floats);
+     }},
+};
+
 TEST(MatStorage, SizesBeyond64BitsAreExhaustedMemory)
 {
-    static const uint64_t sizes[][2] = {{UINT64_MAX / 8 + 2, 1}, {1, UINT64_MAX / 4 + 2}};
-    for (const auto& [rows, columns] : sizes) {
-        for (const auto& [alloc, report] :
-             {std::make_pair(MAT_Alloc_C, "3,10: OBJ_Malloc_C: Out of Memory"),
-              std::make_pair(MAT_Alloc_T, "3,2: OBJ_Malloc_T: Out of temp. memory")}) {
-            RecordingObject object;
-            Make_Recorder(&object);
-            float** m = nullptr;
-            EXPECT_TRUE(Stops(&object, [&, run = alloc, r = rows, c = columns] {
-                run(&object.header, r, c, &m);
-            }));
-            EXPECT_EQ(object.reports, std::vector<std::string>{report});
-            free(m);
-        }
+    for (const OversizeRow& row : Oversize_Rows) {
+        SCOPED_TRACE(row.name);
+        RecordingObject object;
+        Make_Recorder(&object);
+        EXPECT_TRUE(Stops_For_Good(&object, [&] { row.run(&object.header); }));
+        EXPECT_EQ(object.reports, std::vector<std::string>{row.report});
     }
 }
 

@@ -1,6 +1,7 @@
 // The signal operations behind vector/vec.h.
 #include "vector/vec.h"
 
+#include "frame/size.h"
 #include "vector/kern.h"
 #include "vector/simd_float.h"
 
@@ -184,8 +185,7 @@ static void Normalise(ObjectHeader* object, uint64_t n, const float* src, float*
 
 void VEC_Correlation(ObjectHeader* object, uint64_t n, const float* p, const float* q, float* out)
 {
-    // A size beyond 64 bits counts as exhausted memory.
-    const uint64_t bytes = n > UINT64_MAX / sizeof(float) ? UINT64_MAX : n * sizeof(float);
+    const uint64_t bytes = Size_Product(n, sizeof(float));
     float* first = static_cast<float*>(OBJ_Malloc_T(object, bytes));
     float* second = static_cast<float*>(OBJ_Malloc_T(object, bytes));
     Normalise(object, n, p, first);
