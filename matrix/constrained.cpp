@@ -61,24 +61,22 @@ static void Lay_Out(Solver* solver, Scratch* scratch)
     }
 }
 
-// The rows of S. No constraints without A and b.
+// The rows of S.
 static uint64_t Stacked_Rows(const Problem& problem)
 {
-    if (problem.A == nullptr || problem.b == nullptr) {
-        return 0;
-    }
     return Size_Sum(problem.nc, Size_Sum(problem.lb == nullptr ? 0 : problem.n,
                                          problem.ub == nullptr ? 0 : problem.n));
 }
 
-// What the work matrices hold no room for, and the third kind of problem, which has no direction.
+// False: the work matrices hold no room for it, rows are told but not given, or it is of the third
+// kind, which has no direction.
 static bool Is_Solvable(const Problem& problem)
 {
     const bool sizes =
         problem.mode == 1 ? problem.H != nullptr && problem.p == problem.n && problem.m >= problem.n
                           : problem.p == 0 && problem.m >= problem.n;
-    const uint64_t equalities = Stacked_Rows(problem) == 0 ? 0 : problem.nc;
-    return sizes && problem.n >= 1 && problem.meq <= problem.n && problem.meq <= equalities;
+    const bool rows = problem.nc == 0 || (problem.A != nullptr && problem.b != nullptr);
+    return sizes && rows && problem.n >= 1 && problem.meq <= problem.n && problem.meq <= problem.nc;
 }
 
 // ---- Set-up ----

@@ -158,15 +158,15 @@ void MAT_LeastSquares(ObjectHeader* object, uint64_t rows, uint64_t cols, const 
 //            satisfy the equalities.
 //   H        m by p
 //   f        m floats
-//   A        nc by n, equalities first; null if there are neither rows nor bounds
-//   b        nc floats
-//   lb, ub   n floats, or null for no bounds; with bounds alone A is a matrix of 0 rows
+//   A        nc by n, equalities first
+//   b        nc floats; with nc of 0 A and b are not looked at and may be null
+//   lb, ub   n floats, or null for no bounds
 //   x        n floats: the start, then the result. A start that breaks an inequality is repaired
 //            first.
 //   errors   Exhausted memory. Nothing else is reported: without a feasible point, without a
 //            minimum, or after 200 passes, x holds the last iterate. Test x against the constraints
-//            where it matters. Calls outside these sizes, and mode 1 with a p other than n or
-//            another mode with p above 0, leave x as it came.
+//            where it matters. Calls outside these sizes, with rows told but null, and mode 1 with
+//            a p other than n or another mode with p above 0, leave x as it came.
 // Everything but x is left alone. All is in 32-bit floats with fixed tolerances, so it has limits:
 //   - Scale a problem to numbers near 1: constraints count as satisfied within 1.2e-7, absolutely.
 //     With larger numbers rounding alone breaks them, and a start may seem infeasible.

@@ -122,18 +122,15 @@ inline Matrix To_Matrix(std::span<const Row> rows, uint64_t columns)
 inline Row Solve_Constrained(const ConstrainedProblem& problem)
 {
     static ObjectHeader object = Make_Object();
-    static const float none = 0.0f;
     const uint64_t n = problem.x.size();
     const Matrix H = To_Matrix(problem.H, n);
     const Matrix A = To_Matrix(problem.A, n);
     const auto floats = [](const Row& row) { return row.empty() ? nullptr : row.data(); };
     const bool programme = problem.H.empty();
-    const bool rows = A.rows != 0 || !problem.lb.empty() || !problem.ub.empty();
     Row x = problem.x;
     MAT_Solve_Constrained(&object, problem.f.size(), programme ? 0 : n,
                           programme ? nullptr : H.m.data(), problem.f.data(), A.rows, n,
-                          rows ? A.m.data() : nullptr,
-                          A.rows == 0 && rows ? &none : floats(problem.b), floats(problem.lb),
+                          A.rows == 0 ? nullptr : A.m.data(), floats(problem.b), floats(problem.lb),
                           floats(problem.ub), problem.meq, programme ? 0 : 1, x.data());
     EXPECT_TRUE(Same_Matrix(To_Matrix(problem.H, n), H) && Same_Matrix(To_Matrix(problem.A, n), A));
     return x;

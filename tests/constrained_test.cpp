@@ -215,7 +215,7 @@ static const RefusedRow Refused_Rows[] = {
     {"a matrix in another mode", 2, 2, 0, 2, 0, 2, true, true},
     {"more equalities than rows", 2, 2, 1, 2, 2, 1, true, true},
     {"more equalities than variables", 2, 2, 3, 2, 3, 1, true, true},
-    {"equalities without their matrix", 2, 2, 1, 2, 1, 1, true, false},
+    {"rows without their matrix", 2, 2, 1, 2, 0, 1, true, false},
 };
 
 TEST(Constrained, LeavesTheStartOfARefusedCall)
