@@ -3,6 +3,8 @@
 
 #include "vector/simd_float.h"
 
+#include <cmath>
+
 // H x - f and the gradient at x.
 static void Find_Gradient(Solver* solver)
 {
@@ -57,8 +59,18 @@ bool Least_Squares_Start(Solver* solver)
     return true;
 }
 
-// Where H Z has no full rank: through the inverse of the squared reduced matrix. Without a test of
-// that matrix, so a singular one sends what the divisions give into x.
+static bool All_Finite(uint64_t count, const float* v)
+{
+    bool finite = true;
+    for (uint64_t i = 0; i < count; i++) {
+        finite = finite && std::isfinite(v[i]);
+    }
+    return finite;
+}
+
+// Where H Z has no full rank or there is nothing to gain: through the inverse of the squared
+// reduced matrix. That is not tested, so a singular one sends what the divisions give into x,
+// unless the reduced gradient counts as zero: x is as good as it gets then and stays.
 static Step Reduced_Step(Solver* solver, bool* full)
 {
     const uint64_t n = solver->n;
@@ -78,6 +90,9 @@ static Step Reduced_Step(Solver* solver, bool* full)
         for (uint64_t i = 0; i < n; i++) {
             solver->d.v[i] = F_Neg(solver->d.v[i]);
         }
+    }
+    if (!All_Finite(n, solver->d.v) && Square_Sum(free, solver->reduced.v) < Least_Gradient) {
+        MAT_Zero(nullptr, n, 1, solver->d.m);
     }
     Step step = Ratio_Test(solver);
     *full = !step.blocked || step.length > 1.0f;

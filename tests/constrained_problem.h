@@ -73,7 +73,7 @@ inline ConstrainedProblem Make_Problem(Random* random, const ProblemClass& kind,
             row[i] += 2.0f;
         }
         if (kind.trait == Rank_Deficient) {
-            row[n - 1] = n == 1 ? 0.0f : row[0];
+            row[n - 1] = row[0];
         }
     }
     problem.f = Random_Row(random, m, 4.0f);

@@ -37,8 +37,8 @@ static std::string Show(const ConstrainedProblem& problem, const Row& x)
 // ---- Exact answers ----
 
 // The plain classes reach every optimum but for slopes that count as level. The others show the
-// solver's limits: rows that stand twice block each other by rounding, a matrix without full rank
-// is inverted without a test, a programme ends with its last variable.
+// solver's limits: rows that stand twice block each other by rounding, a programme ends with its
+// last variable.
 static const ProblemClass Classes[] = {
     {"least squares, no rows", true, false, false, false, Inside},
     {"least squares, equalities", true, false, true, false, Outside},
@@ -50,7 +50,7 @@ static const ProblemClass Classes[] = {
     {"least squares, all rows, outside", true, true, true, true, Outside},
     {"least squares, one point", true, true, false, true, Inside, Rows_Through_One_Point},
     {"least squares, rows twice", true, true, false, true, Outside, Each_Row_Twice, 53},
-    {"least squares, rank deficient", true, true, false, true, Inside, Rank_Deficient, 40},
+    {"least squares, rank deficient", true, true, false, true, Inside, Rank_Deficient},
     {"programme, bounds, inside", false, false, false, true, Inside},
     {"programme, bounds, outside", false, false, false, true, Outside},
     {"programme, inequalities, inside", false, true, false, true, Inside},
@@ -174,6 +174,13 @@ static const KnownRow Known_Rows[] = {
     {"start broken by the tolerance", {1, 0}, {Unit, {0, 0}, {0.99999994f, 0}, {{-1, 0}}, {-1}}},
     {"a row of zeros never blocks", {0.5, 0.5}, {Unit, {2, 2}, {0, 0}, {{0, 0}, {1, 1}}, {3, 1}}},
     {"a long row comes to length 1", {0.5, 0.5}, {Unit, {2, 2}, {0, 0}, {{3000, 3000}}, {3000}}},
+    {"infinite bounds are none",
+     {0.5, 0.5},
+     {Unit, {2, 2}, {0, 0}, {{1, 1}}, {1}, 0, {-Infinity, -Infinity}, {Infinity, Infinity}}},
+    {"start at an optimum, H without full rank",
+     {0.5, 0.5},
+     {{{1, 1}, {1, 1}}, {1, 1}, {0.5, 0.5}}},
+    {"no step from elsewhere, which must show", {NAN, NAN}, {{{1, 1}, {1, 1}}, {1, 1}, {0, 0}}},
     {"a corner, both rows bind", {1, 1}, {Unit, {3, 3}, {0, 0}, {}, {}, 0, {-1, -1}, {1, 1}}},
     // Phase one ends between the two rows and says nothing.
     {"no feasible point", {0.5}, {{{1}}, {7}, {3}, {{1}, {-1}}, {0, -1}}},
@@ -193,7 +200,8 @@ TEST(Constrained, KnownAnswers)
     for (const KnownRow& row : Known_Rows) {
         const Row x = Solve_Constrained(row.problem);
         for (uint64_t i = 0; i < x.size(); i++) {
-            EXPECT_NEAR(x[i], row.expected[i], 1e-6f) << row.name << ", " << i;
+            EXPECT_TRUE(Same(x[i], row.expected[i]) || std::fabs(x[i] - row.expected[i]) <= 1e-6f)
+                << row.name << ", " << i << ": " << x[i];
         }
     }
 }
