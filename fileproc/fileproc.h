@@ -7,7 +7,10 @@
 //            there. OBJ_Fatal_Stop follows. A warning is the same with severity 2, and the
 //            operation goes on. On a failure nothing is closed or freed, and out arguments are as
 //            they were, unless told otherwise.
-//   numbers  in the notation of the platform's formatted input and output, of its locale
+//   numbers  in the notation of the platform's formatted input and output, of its locale. Integers
+//            of "%i" beyond 32 bits wrap without a report: 4294967297 is read as 1. "%e" writes
+//            seven digits, so a float comes back to within 5e-7 of its size; FileProc_Wrflt with
+//            "%.9g" keeps all of it.
 //   threads  no state; a stream or a file belongs to one call at a time
 #pragma once
 

@@ -137,9 +137,12 @@ void MAT_Solve_Gauss(ObjectHeader* object, uint64_t n, float** m);
 
 // a (rows by cols) = q (rows by rows, orthogonal) times r (rows by cols), by Householder
 // reflections. a is not changed. A positive pivot gives a negative diagonal element of r; below the
-// diagonal r holds rounding errors. A pivot of 0.0 counts as positive, and a column without length
-// as reflected already, so q is always finite and orthogonal for finite a that does not overflow.
-// Source: Golub, Van Loan, Matrix Computations.
+// diagonal r holds rounding errors. A pivot of 0.0 counts as positive, and a column whose squares
+// are all zero as reflected already. q is finite and orthogonal for finite a that does not
+// overflow, as long as what is left of each column when its turn comes is longer than about 1e-16
+// or nothing at all. A shorter rest loses squares that count as zero: the transpose of q times q is
+// off by 1e-4 at a length of 1e-17, by 4e-2 at 1e-18, by anything from there to 1e-19. Scale such
+// columns. Source: Golub, Van Loan, Matrix Computations.
 void MAT_QR(ObjectHeader* object, uint64_t rows, uint64_t cols, const float* const* a, float** q,
             float** r);
 
@@ -160,7 +163,7 @@ void MAT_LeastSquares(ObjectHeader* object, uint64_t rows, uint64_t cols, const 
 //   f        m floats
 //   A        nc by n, equalities first
 //   b        nc floats; with nc of 0 A and b are not looked at and may be null
-//   lb, ub   n floats, or null for no bounds
+//   lb, ub   n floats, or null for no bounds; an infinite bound is none
 //   x        n floats: the start, then the result. A start that breaks an inequality is repaired
 //            first.
 //   errors   Exhausted memory. Nothing else is reported: without a feasible point, without a
@@ -172,8 +175,17 @@ void MAT_LeastSquares(ObjectHeader* object, uint64_t rows, uint64_t cols, const 
 //     With larger numbers rounding alone breaks them, and a start may seem infeasible.
 //   - On degenerate sets (more rows through one point than variables) a row can block below float
 //     rounding again and again, and the call ends at its limit of passes short of the optimum.
+//   - Equalities must be linearly independent: one that follows from others gives a wrong x (in all
+//     of 400 random problems).
+//   - No row may stand twice, also not as a bound and as a row: by rounding such twins block each
+//     other, and from a start that breaks them the call may end as without a feasible point, with
+//     an x that breaks constraints. Remove one of the two, or loosen it by 1e-5: of 400 random
+//     least-squares problems with every inequality twice 344 reached the optimum, with every bound
+//     also as a row 223, and with either remedy all.
 //   - A rank-deficient H is stepped on through the inverse of a squared matrix that is not tested
-//     for being singular; x may end as NaN.
+//     for being singular; x may end short of the optimum or as NaN, unless rows hold it: of 400
+//     random problems with rows and bounds 396 reached the optimum, of 400 without any 10. Append
+//     1e-3 times the identity to H and n zeros to f: so did all of both.
 //   - A linear programme ends as soon as its last variable comes below 2.4e-7, optimal or not: keep
 //     that one positive, or add one that is. And it takes an objective that falls by less than
 //     0.012 a unit of way for level: scale f so that such slopes do not matter.

@@ -87,6 +87,7 @@ static const FieldRow Field_Rows[] = {
     {"empty line of DOS", Int, "\r\n12\r\n", "12", nullptr, "\n"},
     {"two fields of DOS", Int, "\n\r\n-5\r\n", "-5", nullptr, "\n"},
     {"hexadecimal", Int, "0x1F\n", "31", nullptr, ""},
+    {"beyond 32 bits", Int, "4294967297\n", "1", nullptr, ""},
     {"literal text in the format", Int, "gain = 3\n", "3", nullptr, "", "gain = %d"},
     {"width in the format", Int, "123 \n", "123", nullptr, "", "%3d"},
     {"letter behind", Int, "12x\n34", "77", Problem, "\n34"},

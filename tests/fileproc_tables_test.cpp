@@ -124,6 +124,7 @@ static const MatrixRow Matrix_Rows[] = {
     {"no columns", 2, 0, "1 2\n3 4\n", {}},
     {"no rows", 0, 2, "1 2\n", {}, {Many_Rows}},
     {"no rows, empty file", 0, 2, "", {}},
+    {"beyond 32 bits", 1, 1, "4294967297\n", {4294967296}, {}, {1}, {}},
     {"all notations", 1, 4, "+1 -0x10 010 -2\n", {1, -16, 10, -2}, {}, {1, -16, 8, -2}},
 };
 
