@@ -7,6 +7,10 @@
 //            there. OBJ_Fatal_Stop follows. A warning is the same with severity 2, and the
 //            operation goes on. On a failure nothing is closed or freed, and out arguments are as
 //            they were, unless told otherwise.
+//   streams  a read error, also that of a directory, is no end of the file: it fails like a value
+//            or a number that cannot be read, in FileProc_RdMatrixF and FileProc_RdMatrixI like a
+//            close. A print that failed shows at the close at the latest, also behind later ones
+//            that went well.
 //   numbers  in the notation of the platform's formatted input and output, of its locale. Integers
 //            of "%i" beyond 32 bits wrap without a report: 4294967297 is read as 1. "%e" writes
 //            seven digits, so a float comes back to within 5e-7 of its size; FileProc_Wrflt with
@@ -41,7 +45,8 @@ void FileProc_ClosePARFILE_Wr(ObjectHeader* object, FILE* stream);
 // One value on a line. FileProc_Rdszt reads a signed 32-bit integer ("%i") and refuses one below 0.
 //   out   written only if all went well
 // Fails with code 17, "<name>: Problem reading from file with " or "FileProc_Rdszt: Negative value
-// read; ", and the format: no value, or something right behind it, such as a letter or a #.
+// read; ", and the format: no value, something right behind it, such as a letter or a #, or a read
+// error.
 void FileProc_Rdint(ObjectHeader* object, FILE* stream, const char* format, int32_t* out);
 void FileProc_Rdlong(ObjectHeader* object, FILE* stream, const char* format, int64_t* out);
 void FileProc_Rdflt(ObjectHeader* object, FILE* stream, const char* format, float* out);
@@ -68,7 +73,7 @@ void FileProc_Wrnme(ObjectHeader* object, FILE* stream, const char* format, cons
 //   values  room for count; those behind the numbers read stay as they were
 // Fails with code 10, "<name>: str must not be empty.", where tag has nothing before that
 // character; with code 17, "<name>: Problem reading from file with ", and the tag where the line
-// lacks it.
+// lacks it or a read fails.
 //
 // FileProc_RdFloatString reads decimals ("%f"). With all count read it drops the rest of the line.
 // With fewer it leaves the stream where the numbers end, and for one number and more it warns (17,
@@ -86,8 +91,8 @@ void FileProc_RdIntString(ObjectHeader* object, FILE* stream, const char* tag, u
 // ---- Coefficients and matrices ----
 //
 // Files without comments. All failures and warnings are two calls, with the path second: code 14
-// "<name>: Problem opening ", 15 "<name>: Problem closing ", and those told below. A print that
-// fails shows when the file is closed. A matrix is an array of row pointers (matrix/mat.h).
+// "<name>: Problem opening ", 15 "<name>: Problem closing ", and those told below. On a failure
+// a matrix may be read in part. A matrix is an array of row pointers (matrix/mat.h).
 
 // One value a line, "%e\n". Reading takes any list between white space: too few values give the
 // warning (17, "FileProc_RdCoef: Too few values in ") and zeros, a word fails (17,

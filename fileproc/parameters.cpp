@@ -64,31 +64,34 @@ void FileProc_OpenPARFILE_Wr(ObjectHeader* object, const char* path, FILE** stre
     *stream = Open(object, path, "w", "FileProc_OpenPARFILE_Wr: Error opening ");
 }
 
-static void Close(ObjectHeader* object, FILE* stream, const char* text)
+static void Close(ObjectHeader* object, FILE* stream, bool broken, const char* text)
 {
-    if (fclose(stream) != 0) {
+    if (fclose(stream) != 0 || broken) {
         FileProc_Refuse(object, FileProc_Close_Failed, text, nullptr);
     }
 }
 
+// Every read tells its own errors.
 void FileProc_ClosePARFILE(ObjectHeader* object, FILE* stream)
 {
-    Close(object, stream, "FileProc_ClosePARFILE: Error Closing Parameter file");
+    Close(object, stream, false, "FileProc_ClosePARFILE: Error Closing Parameter file");
 }
 
+// The caller prints on the stream too, and what a print lost stays lost when later ones go well.
 void FileProc_ClosePARFILE_Wr(ObjectHeader* object, FILE* stream)
 {
-    Close(object, stream, "FileProc_ClosePARFILE_Wr: Error Closing Paramater file");
+    Close(object, stream, ferror(stream) != 0,
+          "FileProc_ClosePARFILE_Wr: Error Closing Paramater file");
 }
 
-// ---- Values ----
+// ---- Values: a read error looks like the end of the file and may have cut a value off ----
 
 template <class Value>
 static Value Read_Value(ObjectHeader* object, FILE* stream, const char* format, const char* text)
 {
     Value value = {};
     Skip_Comments(stream);
-    if (fscanf(stream, format, &value) != 1 || !Ends_Value(stream)) {
+    if (fscanf(stream, format, &value) != 1 || !Ends_Value(stream) || ferror(stream) != 0) {
         FileProc_Refuse(object, FileProc_Read_Failed, text, format);
     }
     return value;
@@ -132,11 +135,14 @@ void FileProc_Rdszt(ObjectHeader* object, FILE* stream, const char* format, uint
 void FileProc_Rdnme(ObjectHeader* object, FILE* stream, const char* format, char* buffer)
 {
     Skip_Comments(stream);
-    if (fscanf(stream, format, buffer) != 1) {
+    const bool found = fscanf(stream, format, buffer) == 1;
+    if (found) {
+        Drop_Line(stream);
+    }
+    if (!found || ferror(stream) != 0) {
         FileProc_Refuse(object, FileProc_Read_Failed,
                         "FileProc_Rdnme: Problem reading from file with ", format);
     }
-    Drop_Line(stream);
 }
 
 template <class Value> static void Write_Value(ObjectHeader* object, FILE* stream,
@@ -219,15 +225,20 @@ void FileProc_RdFloatString(ObjectHeader* object, FILE* stream, const char* tag,
     if (list == nullptr && count != 0) {
         FileProc_Refuse(object, FileProc_No_Memory, "OBJ_Malloc_T: Out of temp. memory", nullptr);
     }
-    *found = Read_List(stream, "%f", count, list);
-    if (*found == count) {
+    const uint64_t read = Read_List(stream, "%f", count, list);
+    if (read == count) {
         Drop_Line(stream);
-    } else if (*found != 0) {
+    }
+    if (ferror(stream) != 0) {
+        FileProc_Refuse(object, FileProc_Read_Failed, Float_List.failed, tag);
+    }
+    *found = read;
+    if (read != count && read != 0) {
         FileProc_Warn(object,
                       "FileProc_RdFloatString: Fewer values read from file than requested at", tag);
     }
-    if (*found != 0) {
-        memcpy(values, list, *found * sizeof(float));
+    if (read != 0) {
+        memcpy(values, list, read * sizeof(float));
     }
     free(list);
 }
@@ -237,7 +248,7 @@ void FileProc_RdIntString(ObjectHeader* object, FILE* stream, const char* tag, u
 {
     Find_Tag(object, stream, tag, Int_List);
     *found = Read_List(stream, "%i", count, values);
-    if (!Ends_Value(stream)) {
+    if (!Ends_Value(stream) || ferror(stream) != 0) {
         FileProc_Refuse(object, FileProc_Read_Failed, Int_List.failed, tag);
     }
 }

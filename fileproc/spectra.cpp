@@ -40,7 +40,7 @@ void FileProc_WrMatrixHFV(ObjectHeader* object, uint64_t N, uint64_t n,
 static float Read_Number(ObjectHeader* object, FILE* stream, const char* path)
 {
     float value;
-    if (fscanf(stream, "%f", &value) != 1) {
+    if (Table_Scanned(stream, fscanf(stream, "%f", &value)) != 1) {
         FileProc_Refuse(object, FileProc_Open_Failed, "FileProc_RdMatrixHFV: error", path);
     }
     return value;

@@ -20,7 +20,8 @@ FILE* Table_Open(ObjectHeader* object, const char* path, const char* mode, const
 
 void Table_Close(ObjectHeader* object, FILE* stream, const char* text, const char* path)
 {
-    if (fclose(stream) != 0) {
+    const bool broken = ferror(stream) != 0; // a later print may have gone well
+    if (fclose(stream) != 0 || broken) {
         FileProc_Refuse(object, FileProc_Close_Failed, text, path);
     }
 }
@@ -37,8 +38,8 @@ void FileProc_RdCoef(ObjectHeader* object, uint64_t count, const char* path, flo
     float* scratch = Table_Scratch(object, count);
     FILE* stream = Table_Open(object, path, "r", "FileProc_RdCoef: Problem opening ");
     for (uint64_t i = 0; i < count; i++) {
-        const int result = fscanf(stream, "%f", &scratch[i]);
-        if (result == EOF) {
+        const int result = Table_Scanned(stream, fscanf(stream, "%f", &scratch[i]));
+        if (result == EOF && ferror(stream) == 0) {
             FileProc_Warn(object, "FileProc_RdCoef: Too few values in ", path);
             memset(scratch + i, 0, (count - i) * sizeof(float));
             break;
@@ -139,7 +140,8 @@ void FileProc_RdMatrixF(ObjectHeader* object, uint64_t rows, uint64_t columns, f
     bool too_many = false;
     int result = EOF;
     float value;
-    while (columns != 0 && (result = fscanf(stream, "%f", &value)) != EOF && row < rows) {
+    while (columns != 0 && (result = Table_Scanned(stream, fscanf(stream, "%f", &value))) != EOF &&
+           row < rows) {
         if (result != 1) {
             FileProc_Refuse(object, FileProc_Read_Failed, "FileProc_RdMatrixF: error parsing ",
                             path);
@@ -158,17 +160,20 @@ void FileProc_RdMatrixF(ObjectHeader* object, uint64_t rows, uint64_t columns, f
             column = 0;
         }
     }
-    if (too_few) {
-        FileProc_Warn(object, "FileProc_RdMatrixF: Too few columns in ", path);
-    }
-    if (too_many) {
-        FileProc_Warn(object, "FileProc_RdMatrixF: Too many columns in ", path);
-    }
-    if (row < rows && columns != 0) {
-        FileProc_Warn(object, "FileProc_RdMatrixF: Too few rows in ", path);
-    }
-    if (result != EOF) {
-        FileProc_Warn(object, "FileProc_RdMatrixF: Too many rows in ", path);
+    // Behind a read error the close reports; what is missing may well be in the file.
+    if (ferror(stream) == 0) {
+        if (too_few) {
+            FileProc_Warn(object, "FileProc_RdMatrixF: Too few columns in ", path);
+        }
+        if (too_many) {
+            FileProc_Warn(object, "FileProc_RdMatrixF: Too many columns in ", path);
+        }
+        if (row < rows && columns != 0) {
+            FileProc_Warn(object, "FileProc_RdMatrixF: Too few rows in ", path);
+        }
+        if (result != EOF) {
+            FileProc_Warn(object, "FileProc_RdMatrixF: Too many rows in ", path);
+        }
     }
     Table_Close(object, stream, "FileProc_RdMatrixF: Problem closing ", path);
     OBJ_Free_T(object, scratch);
@@ -183,7 +188,8 @@ void FileProc_RdMatrixI(ObjectHeader* object, uint64_t rows, uint64_t columns, i
     bool too_few = false;
     int result = EOF;
     int32_t value;
-    while (columns != 0 && (result = fscanf(stream, "%i", &value)) != EOF && row < rows) {
+    while (columns != 0 && (result = Table_Scanned(stream, fscanf(stream, "%i", &value))) != EOF &&
+           row < rows) {
         if (result != 1) {
             FileProc_Refuse(object, FileProc_Read_Failed, "FileProc_RdMatrixI: error parsing ",
                             path);
@@ -210,17 +216,19 @@ void FileProc_RdMatrixI(ObjectHeader* object, uint64_t rows, uint64_t columns, i
             ungetc(next, stream); // a carriage return too: the row goes on in the next line
         }
     }
-    if (too_few) {
-        FileProc_Warn(object, "FileProc_RdMatrixI: Too few columns in ", path);
-    }
-    if (row < rows && columns != 0) {
-        FileProc_Warn(object, "FileProc_RdMatrixI: Too few rows in ", path);
-        for (uint64_t i = row; i < rows; i++) {
-            memset(m[i], 0, columns * sizeof(int32_t));
+    if (ferror(stream) == 0) { // else the close reports
+        if (too_few) {
+            FileProc_Warn(object, "FileProc_RdMatrixI: Too few columns in ", path);
         }
-    }
-    if (row == rows && result == 1) {
-        FileProc_Warn(object, "FileProc_RdMatrixI: Too many rows in ", path);
+        if (row < rows && columns != 0) {
+            FileProc_Warn(object, "FileProc_RdMatrixI: Too few rows in ", path);
+            for (uint64_t i = row; i < rows; i++) {
+                memset(m[i], 0, columns * sizeof(int32_t));
+            }
+        }
+        if (row == rows && result == 1) {
+            FileProc_Warn(object, "FileProc_RdMatrixI: Too many rows in ", path);
+        }
     }
     Table_Close(object, stream, "FileProc_RdMatrixI: Problem closing ", path);
 }
