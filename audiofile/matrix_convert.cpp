@@ -94,6 +94,9 @@ template <bool Narrow> static void Spread(const int64_t* words, uint64_t frames,
 void Matrix_Spread_Words(const int64_t* words, bool narrow, uint64_t frames, uint64_t channels,
                          float* const* channel_buffers, uint64_t first, float factor)
 {
+    if (frames == 0) {
+        return;
+    }
     if (narrow) {
         Spread<true>(words, frames, channels, channel_buffers, first, factor);
     } else {
@@ -260,6 +263,9 @@ static uint64_t Gather_Squares(const float* const* buffers, uint64_t first, uint
 uint64_t Matrix_Gather_Words(const float* const* channel_buffers, uint64_t first, uint64_t frames,
                              uint64_t channels, int64_t* words, const WordRange& range, double gain)
 {
+    if (frames == 0) {
+        return 0;
+    }
     const Rounding r = Make_Rounding(range, gain);
     const RoundingLanes lanes = {D4_Set(r.gain), D4_Set(r.fast_high), D4_Set(r.fast_low)};
     uint64_t clipped = 0;

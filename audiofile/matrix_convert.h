@@ -1,5 +1,5 @@
 // The two conversions of the float matrices, on words in memory. Buffers and words may lie on any
-// boundary and must not overlap.
+// boundary and must not overlap. With 0 frames nothing is looked at.
 #pragma once
 
 #include <cstdint>

@@ -153,6 +153,22 @@ TEST(Exports, WriteThenRead)
     }
 }
 
+TEST(Exports, NoFramesNeedNoBuffers)
+{
+    const std::string path = Scratch_Path("no_frames.wav");
+    for (const unsigned channels : {1, 2, 3, 4, 8}) {
+        uint64_t moved = 77;
+        Ombrine_Audiofile_Write(Open(path, OM_WRITE, channels), nullptr, 0, &moved, 1.0f);
+        EXPECT_EQ(moved, 0u);
+        Ombrine_Audiofile_Close_Write(Told.handle);
+        Write_File(path, Wave_Bytes(1, 16, channels, Bytes(80, 1), 80));
+        moved = 77;
+        Ombrine_Audiofile_Read(Open(path), nullptr, 0, &moved, 1.0f);
+        EXPECT_EQ(moved, 0u);
+        Ombrine_Audiofile_Close_Read(Told.handle);
+    }
+}
+
 TEST(Exports, TheObjectLivesFromTheFirstOpenToTheLastClose)
 {
     const std::string good = Make_File("good.wav");
