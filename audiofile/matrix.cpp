@@ -70,19 +70,18 @@ void Audiofile_RdMatrix_FLOAT(ObjectHeader* object, AudiofileHandle* handle,
     const uint64_t tile = Tile_Size(handle, count);
     uint64_t asked = 0;
     uint64_t done = 0; // frames converted
-    bool complete = true;
+    uint64_t wanted = 0;
+    uint64_t got = 0;
     do {
-        const uint64_t wanted = count - asked < tile ? count - asked : tile;
-        uint64_t got = 0;
+        wanted = count - asked < tile ? count - asked : tile;
         Audiofile_Read(object, handle, words, wanted, &got);
-        if (complete && format != nullptr && channels != 0) {
+        if (format != nullptr && channels != 0) {
             Matrix_Spread_Words(words, handle->format != FLOAT32, got / channels, channels,
                                 channel_buffers, done, factor);
             done += got / channels;
         }
-        complete = complete && got == wanted;
         asked += wanted;
-    } while (asked < count);
+    } while (asked < count && got == wanted); // a short tile is the last: behind it is no data
 
     *frames_read = done;
     for (uint64_t c = 0; c < channels; c++) {

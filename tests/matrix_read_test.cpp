@@ -113,6 +113,18 @@ TEST(RdMatrix, AsksForWholePasses)
     }
 }
 
+// A file that is shorter than its header says, and a call for more than either.
+TEST(RdMatrix, AsksForNoMoreThanTheHeaderTells)
+{
+    constexpr uint64_t Told = 5056, Held = 3000;
+    const Bytes data = Matrix_Data(Plain_Matrices[1], Held, 1);
+    TransferFile file("short", Wave_Bytes(1, 16, 1, data, 2 * Told), OM_READ);
+    Asked_Bytes.clear();
+    Expect_Read(&file, Plain_Matrices[1], data, 1, 0, Held, 100000, 1.0f);
+    EXPECT_GE(Asked_Bytes.size(), Pass_Calls(Plain_Of(INT16), Held).size());
+    EXPECT_LE(Asked_Bytes.size(), Pass_Calls(Plain_Of(INT16), Told).size());
+}
+
 struct ValueCases {
     DataFormat format;
     float scale;
