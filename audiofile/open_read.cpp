@@ -55,10 +55,10 @@ static void Read_Header(ObjectHeader* object, AudiofileHandle* handle, const cha
     LF_Close_And_Refuse(object, handle, 14, unsupported);
 }
 
-static void Open_Existing(ObjectHeader* object, const char* path, const char* stream_mode,
-                          OpenMode mode, const OpenTexts& texts, AudiofileHandle* handle)
+static void Open_Existing(ObjectHeader* object, const char* path, OpenMode mode,
+                          const OpenTexts& texts, AudiofileHandle* handle)
 {
-    LF_Open_Stream(object, handle, path, stream_mode, texts.cannot_open);
+    LF_Open_Stream(object, handle, path, mode, texts.cannot_open);
     handle->position = 0;
     handle->mode = mode;
     Read_Header(object, handle, texts.unsupported);
@@ -75,7 +75,7 @@ static void Tell_Properties(const AudiofileHandle* handle, uint64_t* samples, ui
 void Audiofile_Open_Read(ObjectHeader* object, const char* path, uint64_t* samples,
                          uint64_t* channels, double* sample_rate, AudiofileHandle* handle)
 {
-    Open_Existing(object, path, "rb", OM_READ, Read_Texts, handle);
+    Open_Existing(object, path, OM_READ, Read_Texts, handle);
     Tell_Properties(handle, samples, channels, sample_rate);
 }
 
@@ -83,7 +83,7 @@ void Audiofile_Open_Read_Write(ObjectHeader* object, const char* path, uint64_t*
                                uint64_t* channels, double* sample_rate, AudiofileHandle* handle)
 {
     handle->clipped = 0;
-    Open_Existing(object, path, "rb+", OM_READ_WRITE, Read_Write_Texts, handle);
+    Open_Existing(object, path, OM_READ_WRITE, Read_Write_Texts, handle);
     Tell_Properties(handle, samples, channels, sample_rate);
     handle->block_pending = 0;
     fflush(handle->stream);

@@ -4,6 +4,7 @@
 #include "audiofile/stream.h"
 
 #include "audiofile/report.h"
+#include "frame/open_stream.h"
 
 #include <cstring>
 #include <stdio_ext.h>
@@ -12,10 +13,11 @@ static constexpr int32_t Open_Code = 14;
 static constexpr int32_t Close_Code = 15;
 static constexpr uint64_t Stream_Buffer_Bytes = 65536;
 
-void LF_Open_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* path,
-                    const char* stream_mode, const char* text)
+void LF_Open_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* path, OpenMode mode,
+                    const char* text)
 {
-    handle->stream = fopen(path, stream_mode);
+    static const char* const Stream_Modes[] = {"", "rb", "wb", "rb+"}; // OpenMode order
+    handle->stream = OBJ_Open_Stream(path, Stream_Modes[mode]);
     if (handle->stream == nullptr) {
         LF_Refuse(object, Open_Code, text, path);
     }

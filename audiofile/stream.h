@@ -3,10 +3,10 @@
 
 #include "audiofile/audiofile.h"
 
-// Opens path with fopen and fills stream, name and stream_buffer. A file that cannot be opened is
+// Opens path as mode says and fills stream, name and stream_buffer. A file that cannot be opened is
 // refused with code 14, text and path.
-void LF_Open_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* path,
-                    const char* stream_mode, const char* text);
+void LF_Open_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* path, OpenMode mode,
+                    const char* text);
 
 // Closes the stream, sets OM_CLOSED and gives the stream's buffer back. A failing fclose is refused
 // with code 15 and text alone.

@@ -147,7 +147,7 @@ void Audiofile_Open_Write(ObjectHeader* object, const char* path, FileType file_
     handle->channels = channels;
     handle->data_bytes = 0;
     handle->sample_rate = sample_rate;
-    LF_Open_Stream(object, handle, path, "wb", "Audiofile_Open_Write: Error creating ");
+    LF_Open_Stream(object, handle, path, OM_WRITE, "Audiofile_Open_Write: Error creating ");
     switch (file_type) {
     case FT_AIFF:
     case FT_AIFC:

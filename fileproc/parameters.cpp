@@ -1,6 +1,7 @@
 // Parameter files: one field after another.
 #include "fileproc/fileproc.h"
 #include "fileproc/report.h"
+#include "frame/open_stream.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -47,7 +48,7 @@ static bool Ends_Value(FILE* stream)
 
 static FILE* Open(ObjectHeader* object, const char* path, const char* mode, const char* text)
 {
-    FILE* stream = fopen(path, mode);
+    FILE* stream = OBJ_Open_Stream(path, mode);
     if (stream == nullptr) {
         FileProc_Refuse(object, FileProc_Open_Failed, text, path);
     }

@@ -1,6 +1,7 @@
 // Coefficients and matrices of numbers, whole files at once.
 #include "fileproc/tables.h"
 
+#include "frame/open_stream.h"
 #include "frame/size.h"
 #include "matrix/mat.h"
 #include "vector/vec.h"
@@ -11,7 +12,7 @@
 
 FILE* Table_Open(ObjectHeader* object, const char* path, const char* mode, const char* text)
 {
-    FILE* stream = fopen(path, mode);
+    FILE* stream = OBJ_Open_Stream(path, mode);
     if (stream == nullptr) {
         FileProc_Refuse(object, FileProc_Open_Failed, text, path);
     }

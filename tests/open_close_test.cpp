@@ -1,9 +1,11 @@
 // What the opens for reading do before a header reader takes over, and the closes of what they
 // opened.
+#include "fileproc/fileproc.h"
 #include "tests/plain_formats.h"
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -80,6 +82,27 @@ TEST(OpenRead, RefusesWhatCannotBeOpened)
                    {"3,16: FileAccess_Get_String: Error reading string from file "}, false);
     Expect_Refused(OpenedFile(directory, OM_READ_WRITE),
                    {Open_Report(OM_READ_WRITE, "Error opening ")}, true);
+}
+
+TEST(Open, FilesStayClosedInProgramsThatTheCallerStarts)
+{
+    RecordingObject object;
+    Make_Recorder(&object);
+    AudiofileHandle* handle = Make_Handle(&object);
+    const std::string path = Scratch_Path("private");
+    FILE* streams[2];
+    Audiofile_Open_Write(&object.header, path.c_str(), FT_WAVE, INT16, 1, handle, 8000.0);
+    FileProc_OpenPARFILE(&object.header, path.c_str(), &streams[0]);
+    FileProc_OpenPARFILE_Wr(&object.header, Scratch_Path("text").c_str(), &streams[1]);
+    const OpenedFile to_read(Wave_Bytes(1, 16, 1, Bytes(4, 0), 4), OM_READ);
+    const OpenedFile in_place(to_read.path, OM_READ_WRITE);
+    for (FILE* stream : {handle->stream, streams[0], streams[1], to_read.handle->stream,
+                         in_place.handle->stream}) {
+        EXPECT_EQ(fcntl(fileno(stream), F_GETFD), FD_CLOEXEC);
+    }
+    fclose(streams[0]);
+    fclose(streams[1]);
+    Drop_Handle(handle, true);
 }
 
 static const Bytes Small_Wave = Wave_Bytes(1, 16, 1, Bytes(4, 0), 4);
