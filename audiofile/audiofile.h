@@ -65,7 +65,7 @@ struct AudiofileHandle {
     uint64_t data_size_pos;         // written files: offset of the data or SSND size field
     char name[Audiofile_Name_Size]; // path for messages, cut to 255 characters
     uint32_t block_pending;         // read-write: 1 when a block has been read and its write is due
-    void* stream_buffer;            // the stream's own buffer, given back at the close
+    void* stream_buffer; // the stream's own, given back at the close; null in read-write mode
 };
 
 // Audiofile_Open_Read: opens the file at path, whose first twelve bytes decide the container.

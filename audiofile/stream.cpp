@@ -1,6 +1,7 @@
 // Opening and closing the stream of a handle. The stream gets a larger buffer than the platform's,
 // since the codecs move 128 bytes a call and the kernel's share of that would be most of the time;
-// and no lock a call, since a handle belongs to one thread at a time.
+// and no lock a call, since a handle belongs to one thread at a time. Read-write mode keeps the
+// platform's buffer: each change of direction fills it again.
 #include "audiofile/stream.h"
 
 #include "audiofile/report.h"
@@ -23,8 +24,12 @@ void LF_Open_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* p
     }
     strncpy(handle->name, path, Audiofile_Name_Size);
     handle->name[Audiofile_Name_Size - 1] = '\0';
-    handle->stream_buffer = OBJ_Malloc_C(object, Stream_Buffer_Bytes);
-    setvbuf(handle->stream, static_cast<char*>(handle->stream_buffer), _IOFBF, Stream_Buffer_Bytes);
+    handle->stream_buffer = nullptr;
+    if (mode != OM_READ_WRITE) {
+        handle->stream_buffer = OBJ_Malloc_C(object, Stream_Buffer_Bytes);
+        setvbuf(handle->stream, static_cast<char*>(handle->stream_buffer), _IOFBF,
+                Stream_Buffer_Bytes);
+    }
     __fsetlocking(handle->stream, FSETLOCKING_BYCALLER);
 }
 

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <stdio_ext.h>
+#include <sys/stat.h>
+
 namespace
 {
 
@@ -89,6 +92,15 @@ TEST(AudiofileReadWrite, ReadsAndWritesAlternate)
             EXPECT_TRUE(file.object.reports.empty());
         }
     }
+}
+
+// Every change of direction fills the buffer again.
+TEST(AudiofileReadWrite, KeepsTheBufferOfThePlatform)
+{
+    TransferFile file("buffer", In_Place_File(INT16, Counting_Words(0, 10)), OM_READ_WRITE);
+    struct stat about = {};
+    fstat(fileno(file.handle->stream), &about);
+    EXPECT_EQ(__fbufsize(file.handle->stream), static_cast<size_t>(about.st_blksize));
 }
 
 struct OrderCase {
