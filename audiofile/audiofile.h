@@ -14,7 +14,11 @@
 #include <cstdint>
 #include <cstdio>
 
-// Sample encodings; the code indexes the codec tables.
+// Sample encodings; the code indexes the codec tables. A header that gives the same global names to
+// types or macros, as some system headers do, clashes with this one. Where a source needs both:
+//     #define INT16 Other_INT16
+//     #include <the other header>
+//     #undef INT16
 enum DataFormat : uint32_t {
     UINT8 = 0,
     INT8 = 1,
@@ -94,7 +98,8 @@ void Audiofile_Open_Write(ObjectHeader* object, const char* path, FileType file_
 // The closes refuse a handle that is null or in another mode. The record stays the caller's.
 // Audiofile_Close_Write finishes the file first: a pad byte behind an odd number of data bytes,
 // then the sizes in the header; it warns if samples were clipped. A read-write handle it closes as
-// Audiofile_Close_Read_Write does.
+// Audiofile_Close_Read_Write does. A block changed in place that could not be written fails
+// here at the latest, as the close does.
 void Audiofile_Close_Read(ObjectHeader* object, AudiofileHandle* handle);
 void Audiofile_Close_Read_Write(ObjectHeader* object, AudiofileHandle* handle);
 void Audiofile_Close_Write(ObjectHeader* object, AudiofileHandle* handle);

@@ -35,7 +35,9 @@ void LF_Open_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* p
 
 void LF_Close_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* text)
 {
-    if (fclose(handle->stream) != 0) {
+    // What an earlier flush could not write is gone from the buffer, and fclose does not miss it.
+    const bool lost = handle->mode != OM_READ && ferror(handle->stream) != 0;
+    if (fclose(handle->stream) != 0 || lost) {
         LF_Refuse(object, Close_Code, text, nullptr);
     }
     handle->mode = OM_CLOSED;

@@ -9,7 +9,7 @@ void LF_Open_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* p
                     const char* text);
 
 // Closes the stream, sets OM_CLOSED and gives the stream's buffer back. A failing fclose is refused
-// with code 15 and text alone.
+// with code 15 and text alone, and so is a stream open for writing that is in error.
 void LF_Close_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* text);
 
 // True if the handle is there, has a stream and is in one of the two modes.

@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <stdio_ext.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace
 {
@@ -91,6 +93,22 @@ TEST(AudiofileReadWrite, ReadsAndWritesAlternate)
             EXPECT_EQ(file.handle->data_bytes, data_bytes);
             EXPECT_TRUE(file.object.reports.empty());
         }
+    }
+}
+
+TEST(AudiofileReadWrite, AWriteThatIsLostShowsAtTheClose)
+{
+    for (auto* close_file : {Audiofile_Close_Read_Write, Audiofile_Close_Write}) {
+        TransferFile file("lost", In_Place_File(INT16, Counting_Words(0, 10)), OM_READ_WRITE);
+        file.Read(4);
+        const int full = open("/dev/full", O_RDWR);
+        dup2(full, fileno(file.handle->stream));
+        close(full);
+        EXPECT_EQ(file.Write({1, 2, 3, 4}), 4u);
+        EXPECT_TRUE(file.object.reports.empty());
+        file.still_open = false;
+        EXPECT_TRUE(Stops(&file.object, [&] { close_file(&file.object.header, file.handle); }));
+        EXPECT_EQ(file.object.reports, Reports{"3,15: Audiofile_Close_Read: Error closing file."});
     }
 }
 
