@@ -63,14 +63,19 @@ static AudiofileHandle* Start_Open(AudiofileHandle** handle)
     return *handle;
 }
 
-// With nothing open every handle is stale and must not be looked at. The engine refuses a null
-// handle with the report that fits the call; the object it reports through may have to be made.
+// With nothing open there is no shared object, and every handle is stale and must not be looked at.
+// The engine refuses a null handle with the report that fits the call. The count would tell the
+// same, but an open in another thread may be writing it; the object changes only while no handle
+// is good.
 static AudiofileHandle* Known_Handle(AudiofileHandle* handle)
 {
-    if (Export_Object == nullptr) {
-        Export_Create_Object();
-    }
-    return Export_Use_Count != 0 ? handle : nullptr;
+    return Export_Object != nullptr ? handle : nullptr;
+}
+
+static ObjectHeader* Known_Object()
+{
+    static ObjectHeader Idle_Object = {"AUDIOFILE", Export_Message, Export_Fatal};
+    return Export_Object != nullptr ? Export_Object : &Idle_Object;
 }
 
 static void End_Close(AudiofileHandle* handle)
@@ -88,16 +93,15 @@ void Ombrine_Audiofile_Open_Read(const char* path, uint64_t* samples, uint64_t* 
 
 void Ombrine_Audiofile_Close_Read(AudiofileHandle* handle)
 {
-    handle = Known_Handle(handle);
-    Audiofile_Close_Read(Export_Object, handle);
+    Audiofile_Close_Read(Known_Object(), Known_Handle(handle));
     End_Close(handle);
 }
 
 void Ombrine_Audiofile_Read(AudiofileHandle* handle, float* const* channel_buffers, uint64_t frames,
                             uint64_t* frames_read, float scale)
 {
-    handle = Known_Handle(handle);
-    Audiofile_RdMatrix_FLOAT(Export_Object, handle, channel_buffers, frames, frames_read, scale);
+    Audiofile_RdMatrix_FLOAT(Known_Object(), Known_Handle(handle), channel_buffers, frames,
+                             frames_read, scale);
 }
 
 void Ombrine_Audiofile_Open_Write(const char* path, uint64_t channels, AudiofileHandle** handle,
@@ -110,14 +114,13 @@ void Ombrine_Audiofile_Open_Write(const char* path, uint64_t channels, Audiofile
 void Ombrine_Audiofile_Write(AudiofileHandle* handle, const float* const* channel_buffers,
                              uint64_t frames, uint64_t* frames_written, float scale)
 {
-    handle = Known_Handle(handle);
-    Audiofile_WrMatrix_FLOAT(Export_Object, handle, channel_buffers, frames, frames_written, scale);
+    Audiofile_WrMatrix_FLOAT(Known_Object(), Known_Handle(handle), channel_buffers, frames,
+                             frames_written, scale);
 }
 
 void Ombrine_Audiofile_Close_Write(AudiofileHandle* handle)
 {
-    handle = Known_Handle(handle);
-    Audiofile_Close_Write(Export_Object, handle);
+    Audiofile_Close_Write(Known_Object(), Known_Handle(handle));
     End_Close(handle);
 }
 
