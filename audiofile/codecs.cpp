@@ -168,6 +168,7 @@ struct FloatFormat {
                        uint64_t count, int64_t* samples)
     {
         if (handle->little_endian == 0) {
+            funlockfile(handle->stream);
             Refuse(object, handle, "FileDRDW_DR_FLOAT32: Data type not supported yet in file ");
         }
         const F4 scale = F4_Set(Float_Scale);
@@ -192,6 +193,7 @@ struct FloatFormat {
                        uint64_t count, uint8_t* bytes)
     {
         if (handle->little_endian == 0) {
+            funlockfile(handle->stream);
             Refuse(object, handle, "FileDRDW_DW_FLOAT32: Data type not supported yet in file ");
         }
         const F4 inverse = F4_Set(Float_Inverse);
@@ -207,7 +209,7 @@ struct FloatFormat {
     }
 };
 
-// ---- The skeletons ----
+// ---- The skeletons: they hold the stream's lock, which a refusal on the way gives back ----
 
 template <class Format> static void Read_Passes(ObjectHeader* object, AudiofileHandle* handle,
                                                 int64_t* samples, uint64_t count, uint64_t* got)
@@ -216,11 +218,12 @@ template <class Format> static void Read_Passes(ObjectHeader* object, AudiofileH
     constexpr uint64_t Pass = Format::Pass_Samples;
     *got = 0;
     uint8_t* block = static_cast<uint8_t*>(OBJ_Malloc_T(object, Block_Bytes));
+    flockfile(handle->stream);
     // A short pass does not end the loop: at end of file the later ones deliver nothing.
     for (uint64_t done = 0; done < count; done += Pass) {
         const uint64_t wanted = Width * (count - done < Pass ? count - done : Pass);
         uint64_t bytes = 0;
-        FileAccess_GetNoError_UString(object, handle, wanted, &bytes, block);
+        FileAccess_GetNoError_UString_Locked(object, handle, wanted, &bytes, block);
         if (bytes != 0) {
             const uint64_t whole = (bytes + Width - 1) / Width;
             memset(block + bytes, 0, whole * Width - bytes);
@@ -231,6 +234,7 @@ template <class Format> static void Read_Passes(ObjectHeader* object, AudiofileH
             break;
         }
     }
+    funlockfile(handle->stream);
     OBJ_Free_T(object, block);
 }
 
@@ -241,14 +245,16 @@ template <class Format> static void Write_Passes(ObjectHeader* object, Audiofile
     constexpr uint64_t Pass = Format::Pass_Samples;
     *put = 0;
     uint8_t* block = static_cast<uint8_t*>(OBJ_Malloc_T(object, Block_Bytes));
+    flockfile(handle->stream);
     for (uint64_t done = 0; done < count; done += Pass) {
         const uint64_t now = count - done < Pass ? count - done : Pass;
         Format::Encode(object, handle, samples + done, now, block);
-        FileAccess_Put_String(object, handle, Width * now, block);
+        FileAccess_Put_String_Locked(object, handle, Width * now, block);
         if (now < Pass) {
             break;
         }
     }
+    funlockfile(handle->stream);
     OBJ_Free_T(object, block);
     *put = count;
 }

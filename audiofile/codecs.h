@@ -8,7 +8,7 @@
 // the stop.
 //
 // Each call takes 128 bytes of scratch and moves the data in passes that fit it, one stream call a
-// pass.
+// pass, and holds the stream's lock meanwhile.
 #pragma once
 
 #include "audiofile/audiofile.h"

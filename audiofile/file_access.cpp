@@ -20,28 +20,46 @@ void FileAccess_Get_String(ObjectHeader* object, AudiofileHandle* handle, uint64
               handle->name);
 }
 
+void FileAccess_GetNoError_UString_Locked(ObjectHeader* object, AudiofileHandle* handle,
+                                          uint64_t count, uint64_t* got, void* buffer)
+{
+    *got = fread_unlocked(buffer, 1, count, handle->stream);
+    if (*got == count || feof_unlocked(handle->stream)) {
+        return;
+    }
+    const bool error = ferror_unlocked(handle->stream) != 0;
+    funlockfile(handle->stream);
+    LF_Refuse(object, Transfer_Code,
+              error ? "FileAccess_GetNoError_UString: Error reading string from file"
+                    : "FileAccess_GetNoError_UString: Read too few yet no errors?",
+              handle->name);
+}
+
 void FileAccess_GetNoError_UString(ObjectHeader* object, AudiofileHandle* handle, uint64_t count,
                                    uint64_t* got, void* buffer)
 {
-    *got = fread(buffer, 1, count, handle->stream);
-    if (*got == count || feof(handle->stream)) {
-        return;
+    flockfile(handle->stream);
+    FileAccess_GetNoError_UString_Locked(object, handle, count, got, buffer);
+    funlockfile(handle->stream);
+}
+
+void FileAccess_Put_String_Locked(ObjectHeader* object, AudiofileHandle* handle, uint64_t count,
+                                  const void* buffer)
+{
+    const uint64_t put = fwrite_unlocked(buffer, 1, count, handle->stream);
+    if (put != count || ferror_unlocked(handle->stream)) {
+        funlockfile(handle->stream);
+        LF_Close_And_Refuse(object, handle, Transfer_Code,
+                            "FileAccess_Put_String: Error writing string into file ");
     }
-    LF_Refuse(object, Transfer_Code,
-              ferror(handle->stream)
-                  ? "FileAccess_GetNoError_UString: Error reading string from file"
-                  : "FileAccess_GetNoError_UString: Read too few yet no errors?",
-              handle->name);
 }
 
 void FileAccess_Put_String(ObjectHeader* object, AudiofileHandle* handle, uint64_t count,
                            const void* buffer)
 {
-    const uint64_t put = fwrite(buffer, 1, count, handle->stream);
-    if (put != count || ferror(handle->stream)) {
-        LF_Close_And_Refuse(object, handle, Transfer_Code,
-                            "FileAccess_Put_String: Error writing string into file ");
-    }
+    flockfile(handle->stream);
+    FileAccess_Put_String_Locked(object, handle, count, buffer);
+    funlockfile(handle->stream);
 }
 
 void FileAccess_Skip_Data(ObjectHeader* object, AudiofileHandle* handle, int64_t offset)

@@ -19,6 +19,14 @@ void FileAccess_GetNoError_UString(ObjectHeader* object, AudiofileHandle* handle
 void FileAccess_Put_String(ObjectHeader* object, AudiofileHandle* handle, uint64_t count,
                            const void* buffer);
 
+// The same two for a transfer of many pieces, which takes the stream's lock once, by flockfile, and
+// holds it here: another thread may flush all streams of the process at any time. A failure gives
+// the lock back before it closes or reports.
+void FileAccess_GetNoError_UString_Locked(ObjectHeader* object, AudiofileHandle* handle,
+                                          uint64_t count, uint64_t* got, void* buffer);
+void FileAccess_Put_String_Locked(ObjectHeader* object, AudiofileHandle* handle, uint64_t count,
+                                  const void* buffer);
+
 // FileAccess_Skip_Data: moves by offset bytes from here, back if negative. Above 2147483647
 // refused.
 void FileAccess_Skip_Data(ObjectHeader* object, AudiofileHandle* handle, int64_t offset);

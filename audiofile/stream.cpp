@@ -1,14 +1,13 @@
 // Opening and closing the stream of a handle. The stream gets a larger buffer than the platform's,
-// since the codecs move 128 bytes a call and the kernel's share of that would be most of the time;
-// and no lock a call, since a handle belongs to one thread at a time. Read-write mode keeps the
-// platform's buffer: each change of direction fills it again.
+// since the codecs move 128 bytes a call and the kernel's share of that would be most of the time.
+// Read-write mode keeps the platform's: each change of direction fills the buffer again. All keep
+// the platform's lock: another thread may flush every stream of the process.
 #include "audiofile/stream.h"
 
 #include "audiofile/report.h"
 #include "frame/open_stream.h"
 
 #include <cstring>
-#include <stdio_ext.h>
 
 static constexpr int32_t Open_Code = 14;
 static constexpr int32_t Close_Code = 15;
@@ -30,7 +29,6 @@ void LF_Open_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* p
         setvbuf(handle->stream, static_cast<char*>(handle->stream_buffer), _IOFBF,
                 Stream_Buffer_Bytes);
     }
-    __fsetlocking(handle->stream, FSETLOCKING_BYCALLER);
 }
 
 void LF_Close_Stream(ObjectHeader* object, AudiofileHandle* handle, const char* text)

@@ -79,7 +79,7 @@ struct Places {
     }
 };
 
-// The stream of the limit as the engine sets its own.
+// The stream of the limit: a buffer as large as the engine's, and no lock at all.
 static void Set_Stream(FILE* stream, std::vector<char>* buffer)
 {
     buffer->resize(65536);

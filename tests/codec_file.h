@@ -6,15 +6,16 @@
 #include "tests/plain_formats.h"
 
 #include <cstdio>
+#include <thread>
 
-// The sizes that the library asks fread for. This takes the place of the C library's fread, so one
-// source of a program may include it.
+// The sizes that a transfer asks fread_unlocked for. This takes the place of the C library's, so
+// one source of a program may include it.
 static std::vector<uint64_t> Asked_Bytes;
 
-extern "C" size_t fread(void* to, size_t size, size_t count, FILE* stream)
+extern "C" size_t fread_unlocked(void* to, size_t size, size_t count, FILE* stream)
 {
     Asked_Bytes.push_back(size * count);
-    return fread_unlocked(to, size, count, stream);
+    return fread(to, size, count, stream);
 }
 
 // Bytes of one pass after another, as a codec is to move them.
@@ -70,6 +71,20 @@ inline FILE* Open_Memory(MemoryStream* stream, const char* mode)
     FILE* file = fopencookie(stream, mode, {Memory_Read, Memory_Write, seek, Memory_Close});
     setvbuf(file, nullptr, _IONBF, 0);
     return file;
+}
+
+// Whether another thread could use the stream. One that flushes all streams, as the end of the
+// process does, would wait for ever.
+inline bool Is_Unlocked(FILE* stream)
+{
+    bool unlocked = false;
+    std::thread([&] {
+        unlocked = ftrylockfile(stream) == 0;
+        if (unlocked) {
+            funlockfile(stream);
+        }
+    }).join();
+    return unlocked;
 }
 
 // One call of a codec, on a handle of which only the fields that it may use mean something.

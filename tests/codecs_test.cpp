@@ -309,6 +309,7 @@ TEST(FileDRDW, RefusesFormatsWithoutCodec)
             EXPECT_EQ(file.object.reports,
                       stops ? With_Name({report}, "some file") : std::vector<std::string>());
             EXPECT_TRUE(!writing || file.stream.content.empty());
+            EXPECT_TRUE(Is_Unlocked(file.handle.stream));
             Expect_Clips(&file, 0);
         }
     }
@@ -328,6 +329,7 @@ TEST(FileDRDW, StreamErrorsStop)
                         : "3,16: FileAccess_GetNoError_UString: Error reading string from file";
             EXPECT_EQ(file.object.reports, With_Name({text}, "some file"));
             EXPECT_EQ(file.moved, 0u);
+            EXPECT_TRUE(writing || Is_Unlocked(file.handle.stream));
         }
     }
 }
