@@ -67,6 +67,7 @@ FILE* __wrap_fopen(const char* path, const char* mode)
     if (strcmp(path, Cookie_Path) != 0) {
         return __real_fopen(path, mode);
     }
+    EXPECT_NE(strchr(mode, 'e'), nullptr) << "left open in programs that the caller starts";
     static char buffer[16]; // so that a few lines take several writes
     File.stream = fopencookie(nullptr, mode, {Read_Byte, Write_Bytes, nullptr, Close_File});
     setvbuf(File.stream, buffer, _IOFBF, sizeof buffer);
